@@ -1,0 +1,1 @@
+# The package that other projects find: headers, libraries, CMake and pkg-config files.

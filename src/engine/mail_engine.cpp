@@ -1,0 +1,1 @@
+#include "engine/mail_engine.h"

@@ -1,0 +1,1 @@
+#include "facade/basic_interface.h"

@@ -1,0 +1,1 @@
+#include "facade/mail_user.h"

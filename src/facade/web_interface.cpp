@@ -1,0 +1,1 @@
+#include "facade/web_interface.h"

@@ -1,0 +1,83 @@
+// Files as the store needs them. Paths are the platform's; folders and files are made for the owner
+// only. Every function reports failure by its result and throws nothing.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace korvane {
+
+/// `directory`, the platform's separator and `name`.
+std::string JoinPath(std::string_view directory, std::string_view name);
+
+/// Replaces the file at `path` by `data`, through a temporary name and a rename. With `sync` the
+/// bytes are on the disk when it returns.
+bool WriteWholeFile(const std::string& path, std::string_view data, bool sync = false);
+
+/// Reads a whole file. `data` is empty when it returns false.
+bool ReadWholeFile(const std::string& path, std::string& data);
+
+bool FileExists(const std::string& path);
+/// True when the file is gone afterwards.
+bool RemoveFile(const std::string& path);
+bool RenameFile(const std::string& from, const std::string& to);
+/// Puts the names in a directory on the disk.
+bool SyncDirectory(const std::string& directory);
+
+/// A binary file with a position that counts from 1.
+class BinaryFile {
+ public:
+  enum class Mode {
+    kRead,
+    kReadWrite,  ///< created when missing
+  };
+  BinaryFile();
+  ~BinaryFile();
+  BinaryFile(BinaryFile&&) noexcept;
+  BinaryFile& operator=(BinaryFile&&) noexcept;
+
+  bool Open(const std::string& path, Mode mode);
+  bool IsOpen() const;
+  void Close();
+
+  int64_t Length() const;  ///< in bytes; -1 on failure
+  int64_t Position() const;
+  bool Seek(int64_t position);  ///< 1-based; one past the end is the place to append
+  /// Writes are gathered in a buffer; Flush sends it. False once anything failed.
+  bool Write(std::string_view bytes);
+  bool Flush();
+  /// Flush, then the bytes are on the disk.
+  bool Sync();
+  /// Cuts the file to `length` bytes.
+  bool Truncate(int64_t length);
+  /// Reads exactly `size` bytes to `buffer`; false when there are fewer.
+  bool Read(char* buffer, size_t size);
+  /// Reads up to `size` bytes; how many, -1 on failure.
+  int64_t ReadSome(char* buffer, size_t size);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+/// Advisory lock over one user's message file: held from construction to destruction, against other
+/// threads and other processes. A holder that dies gives it up. Take it before any transaction, and
+/// never across a POP3 command.
+class UserLock {
+ public:
+  /// Waits for the lock on the user whose message file is `message_file`.
+  explicit UserLock(const std::string& message_file);
+  ~UserLock();
+  UserLock(const UserLock&) = delete;
+  UserLock& operator=(const UserLock&) = delete;
+  /// False when the lock file could not be made.
+  bool Held() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace korvane

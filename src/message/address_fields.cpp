@@ -1,0 +1,1 @@
+#include "message/address_fields.h"

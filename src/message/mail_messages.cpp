@@ -1,0 +1,1 @@
+#include "message/mail_messages.h"

@@ -1,0 +1,1 @@
+#include "Tarsel_MailConversions.h"

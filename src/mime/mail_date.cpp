@@ -1,0 +1,1 @@
+#include "mime/mail_date.h"

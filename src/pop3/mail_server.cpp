@@ -1,0 +1,1 @@
+#include "pop3/mail_server.h"
