@@ -12,8 +12,9 @@ namespace korvane {
 /// `directory`, the platform's separator and `name`.
 std::string JoinPath(std::string_view directory, std::string_view name);
 
-/// Replaces the file at `path` by `data`, through a temporary name and a rename. With `sync` the
-/// bytes are on the disk when it returns.
+/// Replaces the file at `path` by `data`, through a temporary name and a rename; a file that exists
+/// keeps its rights. With `sync` the bytes are on the disk when it returns (the name:
+/// SyncDirectory).
 bool WriteWholeFile(const std::string& path, std::string_view data, bool sync = false);
 
 /// Reads a whole file. `data` is empty when it returns false.
@@ -23,6 +24,8 @@ bool FileExists(const std::string& path);
 /// True when the file is gone afterwards.
 bool RemoveFile(const std::string& path);
 bool RenameFile(const std::string& from, const std::string& to);
+/// Puts the bytes of a file on the disk.
+bool SyncFile(const std::string& path);
 /// Puts the names in a directory on the disk.
 bool SyncDirectory(const std::string& directory);
 
@@ -50,7 +53,8 @@ class BinaryFile {
   bool Flush();
   /// Flush, then the bytes are on the disk.
   bool Sync();
-  /// Cuts the file to `length` bytes.
+  /// Cuts the file to `length` bytes and drops what was gathered beyond them; a failed write is
+  /// then forgotten. The position moves to the new end when it was beyond it.
   bool Truncate(int64_t length);
   /// Reads exactly `size` bytes to `buffer`; false when there are fewer.
   bool Read(char* buffer, size_t size);

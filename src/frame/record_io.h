@@ -33,12 +33,17 @@ class RecordReader {
   explicit RecordReader(BinaryFile& file);
   int32_t Int32();
   bool Bool16();
+  /// A counted text as UTF-8: what an older installation wrote in the code page reads the same.
   std::string Text();
+  /// A counted text's bytes as they stand.
+  std::string Bytes();
   int64_t Remaining() const { return remaining_; }
   bool Ok() const { return ok_; }
   void Fail() { ok_ = false; }
 
  private:
+  bool Take(char* buffer, int64_t size);
+
   BinaryFile& file_;
   int64_t remaining_ = 0;
   bool ok_ = true;
