@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "../frame/any.h"
 #include "../frame/boss_object.h"
@@ -18,7 +19,7 @@ namespace korvane {
 
 class MailUser : public Object, public ErrorState {
  public:
-  static constexpr int32_t kNoAccount = -10;       ///< no account, or the current one
+  static constexpr int32_t kNoAccount = -10;        ///< no account, or the current one
   static constexpr int32_t kDefaultAccount = -100;  ///< the user's default, or all accounts
 
   int32_t UserId() const { return user_id_; }
@@ -87,6 +88,7 @@ class MailUser : public Object, public ErrorState {
 
  private:
   void ReadAccountRow(const Recordset& row);
+  void TakeDatabaseFault(std::string_view place, const DatabaseError& fault);
 
   std::shared_ptr<korvane::Connection> connection_;
   int32_t user_id_ = 0;
