@@ -39,6 +39,7 @@ endfunction()
 foreach(folder frame mime message pop3 maintenance engine facade)
   file(GLOB ${folder}_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${folder}/*.cpp)
 endforeach()
+include(cmake/schema.cmake)
 # MailUser sits among the facades but is what every layer reads; it needs the frame only.
 set(user_sources ${PROJECT_SOURCE_DIR}/src/facade/mail_user.cpp)
 list(REMOVE_ITEM facade_sources ${user_sources})

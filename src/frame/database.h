@@ -47,7 +47,9 @@ enum class CursorType : int32_t { kDynamic = 2 };
 enum class LockType : int32_t { kOptimistic = 3 };
 
 /// Rows of one statement with a position, readable and changeable by column name. It starts on the
-/// first row. Column names are compared in any case.
+/// first row. Column names are compared in any case. Eof is true wherever there is no current row,
+/// in front of the first one too. A row that has changes or is new can only be left after Update or
+/// CancelUpdate. A row just added stays the current one until a move, and can be changed again.
 class Recordset : public Object {
  public:
   virtual bool Eof() const = 0;
@@ -59,6 +61,12 @@ class Recordset : public Object {
 
   /// The cell of the current row, or what SetField last wrote there.
   virtual Any Field(std::string_view name) const = 0;
+  /// The cell of the current row by its column's position, counted from 0: the columns of
+  /// "SELECT MAX(...)" have no name that is the same on every engine.
+  virtual Any FieldAt(size_t column) const {
+    (void)column;
+    throw DatabaseError(DatabaseError::Kind::kOther, "recordset: no columns by position");
+  }
   /// Changes the cell of the current or new row; nothing is sent before Update.
   virtual void SetField(std::string_view name, const Any& value) = 0;
 
@@ -83,8 +91,9 @@ class Connection : public Object {
   /// for adding only and reads nothing.
   virtual std::shared_ptr<Recordset> Open(const std::string& statement) = 0;
 
-  /// Transactions. A connection that has none (a site's own) leaves these as they are, and every
-  /// Update stands by itself.
+  /// Transactions, one at a time. A connection that has none (a site's own) leaves these as they
+  /// are, and every Update stands by itself. After any DatabaseError inside one it can only be
+  /// rolled back and done again from its beginning: some engines take nothing else.
   ///
   /// BeginAllocating also holds the window between asking for the greatest identifier and inserting
   /// the next one, against every other process, until the end of the transaction.

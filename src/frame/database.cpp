@@ -1,0 +1,90 @@
+// Connections to the engines that OpenDatabase knows.
+#include "frame/database.h"
+
+#include "frame/database_url.h"
+#include "frame/database_values.h"
+#include "frame/keyset_recordset.h"
+
+namespace korvane {
+
+namespace {
+
+class EngineConnection final : public Connection {
+ public:
+  EngineConnection(std::unique_ptr<Driver> driver, bool month_first)
+      : session_(std::make_shared<DatabaseSession>(std::move(driver), month_first)) {}
+
+  std::shared_ptr<Recordset> Execute(const std::string& statement) override {
+    const BoundStatement bound = session_->translator.Translate(statement);
+    return HoldRows(session_, session_->driver->Run(bound.text, bound.parameters));
+  }
+
+  std::shared_ptr<Recordset> Open(const std::string& statement) override {
+    if (const auto table = StatementTranslator::BareTable(statement)) {
+      return OpenForAdding(session_, *table);
+    }
+    if (const auto shape = session_->translator.TakeApart(statement)) {
+      if (auto recordset = OpenKeyset(session_, *shape)) return recordset;
+    }
+    return Execute(statement);
+  }
+
+  void Begin() override {
+    CheckIdle();
+    session_->driver->Begin();
+    in_transaction_ = true;
+  }
+  void BeginAllocating() override {
+    CheckIdle();
+    session_->driver->BeginAllocating();
+    in_transaction_ = true;
+  }
+  void Commit() override {
+    if (!in_transaction_) Fail("no transaction was begun");
+    session_->driver->Commit();
+    in_transaction_ = false;
+  }
+  void Rollback() override {
+    if (!in_transaction_) return;
+    in_transaction_ = false;
+    session_->driver->Rollback();
+  }
+  bool HasTransactions() const override { return true; }
+
+  bool HasTable(std::string_view name) override {
+    return !session_->ColumnsOf(std::string(name)).empty();
+  }
+
+ private:
+  [[noreturn]] static void Fail(const char* what) {
+    throw DatabaseError(DatabaseError::Kind::kOther, std::string("connection: ") + what);
+  }
+  // One engine would commit the first transaction, one would go on in it and one would refuse.
+  void CheckIdle() const {
+    if (in_transaction_) Fail("a transaction is open");
+  }
+
+  std::shared_ptr<DatabaseSession> session_;
+  bool in_transaction_ = false;
+};
+
+std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url) {
+  switch (url.dialect) {
+    case Dialect::kSqlite:
+      return OpenSqlite(url, false);
+    case Dialect::kPostgresql:
+      return OpenPostgresql(url);
+    case Dialect::kMariadb:
+      break;
+  }
+  return OpenMariadb(url);
+}
+
+}  // namespace
+
+std::shared_ptr<Connection> OpenDatabase(const std::string& text) {
+  const DatabaseUrl url = DatabaseUrl::Parse(text);
+  return std::make_shared<EngineConnection>(OpenDriver(url), url.MonthFirst());
+}
+
+}  // namespace korvane

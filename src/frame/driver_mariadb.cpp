@@ -1,0 +1,323 @@
+// MariaDB and MySQL through libmariadb's prepared statements.
+#include <errmsg.h>
+#include <mysql.h>
+#include <mysqld_error.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+
+#include "frame/database_url.h"
+#include "frame/database_values.h"
+#include "frame/driver.h"
+
+namespace korvane {
+
+namespace {
+
+using Kind = DatabaseError::Kind;
+
+/// Held from before the greatest identifier is asked for to the end of the transaction. The name is
+/// one for each database of a server.
+constexpr const char* kTakeLock = "SELECT GET_LOCK(CONCAT('korvane.', MD5(DATABASE())), ?)";
+constexpr const char* kGiveLock = "DO RELEASE_LOCK(CONCAT('korvane.', MD5(DATABASE())))";
+
+Kind KindOf(unsigned int code) {
+  switch (code) {
+    case ER_DUP_ENTRY:
+      return Kind::kDuplicateKey;
+    case ER_LOCK_WAIT_TIMEOUT:
+    case ER_CON_COUNT_ERROR:
+      return Kind::kBusy;
+    case ER_LOCK_DEADLOCK:
+    case ER_CHECKREAD:
+      return Kind::kDeadlock;
+    case CR_SERVER_GONE_ERROR:
+    case CR_SERVER_LOST:
+    case CR_SERVER_LOST_EXTENDED:
+    case CR_CONNECTION_ERROR:
+    case CR_CONN_HOST_ERROR:
+    case ER_SERVER_SHUTDOWN:
+    case ER_CONNECTION_KILLED:
+      return Kind::kConnectionLost;
+    default:
+      return Kind::kOther;
+  }
+}
+
+ColumnKind KindOfField(const MYSQL_FIELD& field) {
+  switch (field.type) {
+    case MYSQL_TYPE_TINY:
+      return field.length == 1 ? ColumnKind::kBoolean : ColumnKind::kInteger;
+    case MYSQL_TYPE_SHORT:
+    case MYSQL_TYPE_INT24:
+    case MYSQL_TYPE_LONG:
+    case MYSQL_TYPE_LONGLONG:
+      return ColumnKind::kInteger;
+    case MYSQL_TYPE_DECIMAL:
+    case MYSQL_TYPE_NEWDECIMAL:  // a sum of whole numbers is one without decimals
+      return field.decimals == 0 ? ColumnKind::kInteger : ColumnKind::kReal;
+    case MYSQL_TYPE_FLOAT:
+    case MYSQL_TYPE_DOUBLE:
+      return ColumnKind::kReal;
+    case MYSQL_TYPE_DATE:
+    case MYSQL_TYPE_DATETIME:
+    case MYSQL_TYPE_TIMESTAMP:
+      return ColumnKind::kDate;
+    default:
+      return ColumnKind::kText;
+  }
+}
+
+ColumnKind KindOfDeclaration(std::string_view type, std::string_view declaration) {
+  if (declaration == "tinyint(1)") return ColumnKind::kBoolean;
+  if (type == "int" || type == "bigint" || type == "smallint" || type == "tinyint" ||
+      type == "mediumint") {
+    return ColumnKind::kInteger;
+  }
+  if (type == "date" || type == "datetime" || type == "timestamp") return ColumnKind::kDate;
+  if (type == "double" || type == "float" || type == "decimal") return ColumnKind::kReal;
+  return ColumnKind::kText;
+}
+
+class MariadbDriver final : public Driver {
+ public:
+  explicit MariadbDriver(const DatabaseUrl& url)
+      : url_(url), lock_seconds_(std::max((url.BusyTimeout() + 999) / 1000, 1)) {
+    connection_.reset(mysql_init(nullptr));
+    if (!connection_) throw DatabaseError(Kind::kOther, "mariadb: out of memory");
+    MYSQL* connection = connection_.get();
+    const unsigned int connect_timeout = 10;
+    const unsigned int local_files = 0;
+    const my_bool yes = 1;
+    mysql_options(connection, MYSQL_OPT_CONNECT_TIMEOUT, &connect_timeout);
+    mysql_options(connection, MYSQL_OPT_LOCAL_INFILE, &local_files);
+    mysql_options(connection, MYSQL_SET_CHARSET_NAME, "utf8mb4");
+    const std::string ssl_mode = url.Option("sslmode");
+    const std::string ssl_root = url.Option("sslrootcert");
+    if (ssl_mode == "require" || ssl_mode.starts_with("verify")) {
+      mysql_options(connection, MYSQL_OPT_SSL_ENFORCE, &yes);
+    }
+    if (ssl_mode.starts_with("verify")) {
+      mysql_options(connection, MYSQL_OPT_SSL_VERIFY_SERVER_CERT, &yes);
+    }
+    if (!ssl_root.empty()) mysql_options(connection, MYSQL_OPT_SSL_CA, ssl_root.c_str());
+
+    const std::string socket = url.Option("socket");
+    // Found, not changed, rows are counted: a row that already was as it is to become was found.
+    if (!mysql_real_connect(connection, url.host.empty() ? nullptr : url.host.c_str(),
+                            url.user.empty() ? nullptr : url.user.c_str(), url.password.c_str(),
+                            url.name.c_str(), static_cast<unsigned int>(url.port),
+                            socket.empty() ? nullptr : socket.c_str(), CLIENT_FOUND_ROWS)) {
+      // A server that is not there cannot be lost: nothing was begun.
+      Kind kind = KindOf(mysql_errno(connection));
+      if (kind == Kind::kConnectionLost) kind = Kind::kOther;
+      throw DatabaseError(kind, Message(mysql_error(connection)));
+    }
+    // A backslash is a character like any other, and nothing that does not fit is bent to fit.
+    // Every statement sees what others have committed, so that a greatest identifier is today's.
+    const std::string wait = std::to_string(lock_seconds_);
+    Command(
+        "SET SESSION sql_mode='STRICT_ALL_TABLES,NO_BACKSLASH_ESCAPES,ANSI_QUOTES,"
+        "ERROR_FOR_DIVISION_BY_ZERO,NO_ENGINE_SUBSTITUTION',"
+        "SESSION innodb_lock_wait_timeout=" +
+        wait + ",SESSION lock_wait_timeout=" + wait + ",SESSION max_sort_length=8388608");
+    Command("SET SESSION TRANSACTION ISOLATION LEVEL READ COMMITTED");
+  }
+
+  Dialect dialect() const override { return Dialect::kMariadb; }
+
+  Rows Run(const std::string& text, std::span<const Parameter> parameters) override {
+    MYSQL_STMT** kept = statements_.Find(text);
+    MYSQL_STMT* statement = kept ? *kept : statements_.Insert(text, Prepare(text));
+    if (mysql_stmt_param_count(statement) != parameters.size()) {
+      throw DatabaseError(Kind::kOther, "mariadb: wrong number of parameters");
+    }
+    std::vector<MYSQL_BIND> binds(parameters.size());
+    std::vector<int64_t> numbers(parameters.size());
+    for (size_t i = 0; i < parameters.size(); ++i) Bind(parameters[i], binds[i], numbers[i]);
+    if (!binds.empty() && mysql_stmt_bind_param(statement, binds.data())) Throw(statement);
+    if (mysql_stmt_execute(statement)) Throw(statement);
+    Rows rows;
+    rows.affected = static_cast<int64_t>(mysql_stmt_affected_rows(statement));
+    if (mysql_stmt_field_count(statement) > 0) Take(statement, rows);
+    return rows;
+  }
+
+  std::vector<Column> Describe(const std::string& table) override {
+    const Parameter name{ColumnKind::kText, table};
+    const Rows rows =
+        Run("SELECT COLUMN_NAME, DATA_TYPE, COLUMN_TYPE, COLUMN_KEY, CHARACTER_MAXIMUM_LENGTH "
+            "FROM information_schema.COLUMNS WHERE TABLE_SCHEMA = DATABASE() AND TABLE_NAME = ? "
+            "ORDER BY ORDINAL_POSITION",
+            std::span(&name, 1));
+    std::vector<Column> columns;
+    for (size_t i = 0; i < rows.Count(); ++i) {
+      const Cell* row = rows.Row(i);
+      Column column;
+      column.name = row[0].value_or("");
+      column.kind = KindOfDeclaration(row[1].value_or(""), row[2].value_or(""));
+      column.key = row[3] == "PRI";
+      if (row[4]) column.longest = std::stoull(*row[4]);
+      columns.push_back(std::move(column));
+    }
+    return columns;
+  }
+
+  void RunScript(const std::string& script) override {
+    // One statement at a time: the connection takes no more, so that nobody can add one.
+    size_t begin = 0;
+    while (begin < script.size()) {
+      size_t end = script.find(";\n", begin);
+      if (end == std::string::npos) end = script.size();
+      const std::string statement = script.substr(begin, end - begin);
+      if (statement.find_first_not_of(" \n\r\t") != std::string::npos) Command(statement);
+      begin = end + 2;
+    }
+  }
+
+  void Begin() override { Command("START TRANSACTION"); }
+  void BeginAllocating() override {
+    const Parameter seconds = IntegerParameter(lock_seconds_);
+    const Rows rows = Run(kTakeLock, std::span(&seconds, 1));
+    if (rows.Count() != 1 || rows.Row(0)[0] != "1") {
+      throw DatabaseError(Kind::kBusy, "mariadb: somebody else is adding rows");
+    }
+    holds_lock_ = true;
+    try {
+      Begin();
+    } catch (const DatabaseError&) {
+      GiveLock();
+      throw;
+    }
+  }
+  void Commit() override {
+    Command("COMMIT");
+    GiveLock();
+  }
+  void Rollback() override {
+    Command("ROLLBACK");
+    GiveLock();
+  }
+
+ private:
+  struct CloseConnection {
+    void operator()(MYSQL* connection) const { mysql_close(connection); }
+  };
+
+  std::string Message(const char* what) const {
+    return url_.WithoutPassword(std::string("mariadb: ") + what);
+  }
+  [[noreturn]] void Throw(MYSQL_STMT* statement) const {
+    throw DatabaseError(KindOf(mysql_stmt_errno(statement)), Message(mysql_stmt_error(statement)));
+  }
+  void Command(const std::string& text) {
+    if (mysql_real_query(connection_.get(), text.data(), text.size())) {
+      throw DatabaseError(KindOf(mysql_errno(connection_.get())),
+                          Message(mysql_error(connection_.get())));
+    }
+    // A query's rows would otherwise block the next statement.
+    mysql_free_result(mysql_store_result(connection_.get()));
+  }
+  void GiveLock() {
+    if (!holds_lock_) return;
+    holds_lock_ = false;
+    Command(kGiveLock);
+  }
+
+  MYSQL_STMT* Prepare(const std::string& text) {
+    MYSQL_STMT* statement = mysql_stmt_init(connection_.get());
+    if (!statement) throw DatabaseError(Kind::kOther, "mariadb: out of memory");
+    const my_bool yes = 1;
+    mysql_stmt_attr_set(statement, STMT_ATTR_UPDATE_MAX_LENGTH, &yes);
+    if (mysql_stmt_prepare(statement, text.data(), text.size())) {
+      const Kind kind = KindOf(mysql_stmt_errno(statement));
+      const std::string what = Message(mysql_stmt_error(statement));
+      mysql_stmt_close(statement);
+      throw DatabaseError(kind, what);
+    }
+    return statement;
+  }
+
+  static void Bind(const Parameter& parameter, MYSQL_BIND& bind, int64_t& number) {
+    std::memset(&bind, 0, sizeof bind);
+    if (!parameter.value) {
+      bind.buffer_type = MYSQL_TYPE_NULL;
+    } else if (parameter.kind == ColumnKind::kInteger || parameter.kind == ColumnKind::kBoolean) {
+      std::from_chars(parameter.value->data(), parameter.value->data() + parameter.value->size(),
+                      number);
+      bind.buffer_type = MYSQL_TYPE_LONGLONG;
+      bind.buffer = &number;
+    } else {
+      bind.buffer_type = MYSQL_TYPE_STRING;
+      bind.buffer = const_cast<char*>(parameter.value->data());
+      bind.buffer_length = static_cast<unsigned long>(parameter.value->size());
+    }
+  }
+
+  void Take(MYSQL_STMT* statement, Rows& rows) {
+    struct Free {
+      MYSQL_STMT* statement;
+      ~Free() { mysql_stmt_free_result(statement); }
+    } const free{statement};
+    if (mysql_stmt_store_result(statement)) Throw(statement);
+    struct FreeFields {
+      void operator()(MYSQL_RES* fields) const { mysql_free_result(fields); }
+    };
+    const std::unique_ptr<MYSQL_RES, FreeFields> fields(mysql_stmt_result_metadata(statement));
+    if (!fields) Throw(statement);
+    const unsigned int columns = mysql_num_fields(fields.get());
+    std::vector<MYSQL_BIND> binds(columns);
+    std::vector<std::string> buffers(columns);
+    std::vector<unsigned long> lengths(columns);
+    std::unique_ptr<my_bool[]> nulls(new my_bool[columns]());
+    for (unsigned int i = 0; i < columns; ++i) {
+      const MYSQL_FIELD* field = mysql_fetch_field_direct(fields.get(), i);
+      Column column;
+      column.name = field->name;
+      column.kind = KindOfField(*field);
+      rows.columns.push_back(std::move(column));
+      // Numbers and dates come in binary and are turned into text by the client: they need the room
+      // of their longest form, texts that of the longest in this result.
+      buffers[i].resize(std::max<size_t>(field->max_length, 64));
+      std::memset(&binds[i], 0, sizeof binds[i]);
+      binds[i].buffer_type = MYSQL_TYPE_STRING;
+      binds[i].buffer = buffers[i].data();
+      binds[i].buffer_length = static_cast<unsigned long>(buffers[i].size());
+      binds[i].length = &lengths[i];
+      binds[i].is_null = &nulls[i];
+    }
+    if (mysql_stmt_bind_result(statement, binds.data())) Throw(statement);
+    rows.cells.reserve(static_cast<size_t>(mysql_stmt_num_rows(statement)) * columns);
+    int code = 0;
+    while ((code = mysql_stmt_fetch(statement)) == 0) {
+      for (unsigned int i = 0; i < columns; ++i) {
+        if (nulls[i]) {
+          rows.cells.emplace_back();
+        } else {
+          rows.cells.emplace_back(std::in_place, buffers[i].data(), lengths[i]);
+        }
+      }
+    }
+    if (code == MYSQL_DATA_TRUNCATED) {
+      throw DatabaseError(Kind::kOther, "mariadb: a cell was longer than the engine said");
+    }
+    if (code != MYSQL_NO_DATA) Throw(statement);
+  }
+
+  DatabaseUrl url_;
+  int64_t lock_seconds_;
+  bool holds_lock_ = false;
+  std::unique_ptr<MYSQL, CloseConnection> connection_;
+  StatementCache<MYSQL_STMT*> statements_{
+      [](MYSQL_STMT*& statement) { mysql_stmt_close(statement); }};
+};
+
+}  // namespace
+
+std::unique_ptr<Driver> OpenMariadb(const DatabaseUrl& url) {
+  return std::make_unique<MariadbDriver>(url);
+}
+
+}  // namespace korvane

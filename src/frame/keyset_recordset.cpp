@@ -1,0 +1,524 @@
+#include "frame/keyset_recordset.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "frame/database_values.h"
+
+namespace korvane {
+
+namespace {
+
+using Kind = DatabaseError::Kind;
+
+/// Whole rows are read this many at a time.
+constexpr int64_t kRowBlock = 32;
+/// Identifiers of a "TOP n" query are read this many at a time: its reader wants one page of it.
+constexpr int64_t kKeyWindow = 256;
+
+[[noreturn]] void Fail(const std::string& what, Kind kind = Kind::kOther) {
+  throw DatabaseError(kind, "recordset: " + what);
+}
+
+size_t FindColumn(const std::vector<Column>& columns, std::string_view name) {
+  for (size_t i = 0; i < columns.size(); ++i) {
+    if (SameName(columns[i].name, name)) return i;
+  }
+  Fail("no column " + std::string(name));
+}
+
+int64_t KeyOf(const Cell& cell) {
+  int64_t key = 0;
+  if (cell) std::from_chars(cell->data(), cell->data() + cell->size(), key);
+  return key;
+}
+
+/// Name as the catalogue gives it, in a form that no engine takes for a word of its own.
+std::string Quoted(const std::string& name) { return '"' + name + '"'; }
+
+/// The identifiers of a query's rows, in order, as far as they are needed.
+///
+/// A query without a bound is taken whole when it is opened: its rows may be changed in their order
+/// while they are walked, and a later question would not be about the same list. Of a "TOP n" query
+/// its reader wants the last page only, after a jump: there a window around the position is read,
+/// and the engine skips the rest inside the index. Where a reader leaves a window that it has read
+/// rows of, the whole list is taken, laid so that the row it stands on keeps its position.
+class KeyList {
+ public:
+  /// `query` selects the identifiers in order, without a limit.
+  KeyList(DatabaseSession& session, BoundStatement query, std::optional<int64_t> top)
+      : session_(session), query_(std::move(query)), top_(top) {
+    if (!top_) Load(0, std::nullopt);
+  }
+
+  bool Has(int64_t position) {
+    if (position < 0) return false;
+    if (!Knows(position)) {
+      if (position >= *top_) return false;
+      if (used_at_) {
+        LoadAll();
+      } else {
+        Load(position, std::min(kKeyWindow, *top_ - position));
+      }
+    }
+    return position >= first_ && position < End();
+  }
+
+  /// The identifier at a position that Has and that a row is now read for.
+  int64_t Use(int64_t position) {
+    used_at_ = position;
+    return keys_[static_cast<size_t>(position - first_)];
+  }
+
+  /// The position of the last row, -1 without rows.
+  int64_t Last() {
+    if (!ended_ || (keys_.empty() && first_ > 0)) {
+      const int64_t from = std::max<int64_t>(0, *top_ - kKeyWindow);
+      if (used_at_) {
+        LoadAll();
+      } else {
+        Load(from, *top_ - from);
+        // The jump met nothing: there are fewer rows than the query allows.
+        if (keys_.empty() && from > 0) LoadAll();
+      }
+    }
+    return keys_.empty() ? -1 : End() - 1;
+  }
+
+  /// The known positions are [first, End).
+  int64_t first() const { return first_; }
+  int64_t End() const { return first_ + static_cast<int64_t>(keys_.size()); }
+
+ private:
+  bool Knows(int64_t position) const { return position >= first_ && (position < End() || ended_); }
+
+  void LoadAll() {
+    std::optional<int64_t> key;
+    if (used_at_) key = keys_[static_cast<size_t>(*used_at_ - first_)];
+    Load(0, top_);
+    if (!key) return;
+    const auto found = std::ranges::find(keys_, *key);
+    if (found != keys_.end()) first_ = *used_at_ - (found - keys_.begin());
+  }
+
+  void Load(int64_t from, std::optional<int64_t> count) {
+    std::string text = query_.text;
+    std::vector<Parameter> parameters = query_.parameters;
+    if (count) {
+      parameters.push_back(IntegerParameter(*count));
+      text += " LIMIT " + session_.translator.Placeholder(parameters.size());
+    }
+    if (from > 0) {
+      parameters.push_back(IntegerParameter(from));
+      text += " OFFSET " + session_.translator.Placeholder(parameters.size());
+    }
+    const Rows rows = session_.driver->Run(text, parameters);
+    keys_.clear();
+    keys_.reserve(rows.Count());
+    for (size_t i = 0; i < rows.Count(); ++i) keys_.push_back(KeyOf(rows.Row(i)[0]));
+    first_ = from;
+    const bool full = count && static_cast<int64_t>(keys_.size()) == *count;
+    ended_ = !full || from + *count >= *top_;
+  }
+
+  DatabaseSession& session_;
+  BoundStatement query_;
+  std::optional<int64_t> top_;
+  std::vector<int64_t> keys_;
+  int64_t first_ = 0;
+  bool ended_ = false;              ///< no row follows the known ones
+  std::optional<int64_t> used_at_;  ///< where a row was last read
+};
+
+class KeysetRecordset final : public Recordset {
+ public:
+  KeysetRecordset(std::shared_ptr<DatabaseSession> session, std::string table,
+                  std::vector<Column> columns, std::optional<size_t> key)
+      : session_(std::move(session)),
+        table_(std::move(table)),
+        columns_(std::move(columns)),
+        key_(key),
+        pending_(columns_.size()) {
+    for (const Column& column : columns_) {
+      select_ += (select_.empty() ? "SELECT " : ",") + Quoted(column.name);
+    }
+    select_ += " FROM " + table_;
+  }
+
+  void Select(BoundStatement keys, std::optional<int64_t> top) {
+    keys_.emplace(*session_, std::move(keys), top);
+  }
+
+  bool Eof() const override {
+    CheckOpen();
+    return !adding_ && !added_ && !(keys_ && keys_->Has(position_));
+  }
+  void MoveNext() override { Move(1); }
+  void MovePrevious() override { Move(-1); }
+
+  void Move(int64_t rows) override {
+    LeaveRow();
+    if (!keys_) return;
+    if (rows < 0 && !keys_->Has(position_)) position_ = std::min(position_, keys_->Last() + 1);
+    backwards_ = rows < 0;
+    constexpr int64_t kFarthest = int64_t{1} << 40;
+    position_ =
+        std::clamp<int64_t>(position_ + std::clamp(rows, -kFarthest, kFarthest), -1, kFarthest);
+    if (rows > 0 && !keys_->Has(position_)) position_ = std::max<int64_t>(position_, 0);
+  }
+
+  void MoveLast() override {
+    LeaveRow();
+    if (!keys_) return;
+    backwards_ = true;
+    position_ = std::max<int64_t>(keys_->Last(), 0);
+  }
+
+  Any Field(std::string_view name) const override { return FieldAt(FindColumn(columns_, name)); }
+  Any FieldAt(size_t index) const override {
+    CheckOpen();
+    if (index >= columns_.size()) Fail("no such column");
+    const Cell& cell = pending_[index] ? *pending_[index] : adding_ ? kNull : ReadCell(index);
+    return CellValue(cell, columns_[index].kind, session_->month_first);
+  }
+
+  void SetField(std::string_view name, const Any& value) override {
+    CheckOpen();
+    const size_t index = FindColumn(columns_, name);
+    if (!adding_ && !added_) CurrentRow();
+    pending_[index] = StoredCell(value, columns_[index], session_->month_first);
+  }
+
+  void AddNew() override {
+    LeaveRow();
+    adding_ = true;
+  }
+
+  void Update() override {
+    CheckOpen();
+    if (adding_) {
+      Insert();
+    } else if (HasChanges()) {
+      Change();
+    }
+  }
+
+  void CancelUpdate() override {
+    CheckOpen();
+    adding_ = false;
+    std::ranges::fill(pending_, std::nullopt);
+  }
+
+  void Close() override {
+    open_ = false;
+    keys_.reset();
+    block_.clear();
+  }
+  bool IsOpen() const override { return open_; }
+
+ private:
+  using Row = std::vector<Cell>;
+  inline static const Cell kNull;
+
+  void CheckOpen() const {
+    if (!open_) Fail("it is closed");
+  }
+  bool HasChanges() const {
+    return std::ranges::any_of(pending_, [](const auto& cell) { return cell.has_value(); });
+  }
+  /// A move with changes that were neither sent nor forgotten would lose them without a word.
+  void LeaveRow() {
+    CheckOpen();
+    if (adding_ || HasChanges()) Fail("the row has changes that were not sent");
+    added_.reset();
+  }
+
+  Row& CurrentRow() const {
+    if (!keys_ || !keys_->Has(position_)) Fail("no current row");
+    const auto in_block = [&] {
+      return position_ >= block_first_ &&
+             position_ < block_first_ + static_cast<int64_t>(block_.size());
+    };
+    if (!in_block()) ReadBlock();
+    auto& row = block_[static_cast<size_t>(position_ - block_first_)];
+    if (!row) Fail("the row was deleted since its identifier was read", Kind::kChanged);
+    return *row;
+  }
+
+  const Cell& ReadCell(size_t index) const {
+    if (!added_) return CurrentRow()[index];
+    if (!(*sent_)[index]) ReadAdded();
+    return (*added_)[index];
+  }
+
+  /// A cell that was not sent with a new row has what the table gives it.
+  void ReadAdded() const {
+    if (!key_ || !(*added_)[*key_]) Fail("the row has no identifier");
+    const Parameter key{columns_[*key_].kind, (*added_)[*key_]};
+    const std::string condition =
+        " WHERE " + Quoted(columns_[*key_].name) + "=" + session_->translator.Placeholder(1);
+    Rows rows = session_->driver->Run(select_ + condition, std::span(&key, 1));
+    if (rows.Count() != 1) Fail("the new row was deleted", Kind::kChanged);
+    added_ = std::move(rows.cells);
+    sent_->assign(columns_.size(), true);
+  }
+
+  void ReadBlock() const {
+    int64_t from = position_;
+    int64_t to = std::min(position_ + kRowBlock, keys_->End());
+    if (backwards_) {
+      from = std::max(position_ - kRowBlock + 1, keys_->first());
+      to = position_ + 1;
+    }
+    block_.assign(static_cast<size_t>(to - from), std::nullopt);
+    block_first_ = from;
+    std::vector<Parameter> parameters;
+    std::vector<std::pair<int64_t, size_t>> places;
+    for (int64_t i = from; i < to; ++i) {
+      const int64_t key = keys_->Use(i);
+      parameters.push_back(IntegerParameter(key));
+      places.emplace_back(key, static_cast<size_t>(i - from));
+    }
+    keys_->Use(position_);
+    // Few different lengths, so that few statements are prepared.
+    size_t length = 1;
+    while (length < parameters.size()) length *= 2;
+    parameters.resize(length, parameters.back());
+    std::string text = select_ + " WHERE " + Quoted(columns_[*key_].name) + " IN (";
+    for (size_t i = 1; i <= length; ++i) {
+      text += (i == 1 ? "" : ",") + session_->translator.Placeholder(i);
+    }
+    Rows rows = session_->driver->Run(text + ")", parameters);
+    std::ranges::sort(places);
+    for (size_t i = 0; i < rows.Count(); ++i) {
+      const auto begin = rows.cells.begin() + static_cast<ptrdiff_t>(i * columns_.size());
+      const int64_t key = KeyOf(begin[static_cast<ptrdiff_t>(*key_)]);
+      const auto place =
+          std::ranges::lower_bound(places, key, {}, &std::pair<int64_t, size_t>::first);
+      if (place == places.end() || place->first != key) continue;
+      block_[place->second].emplace(
+          std::make_move_iterator(begin),
+          std::make_move_iterator(begin + static_cast<ptrdiff_t>(columns_.size())));
+    }
+  }
+
+  void Insert() {
+    std::string names;
+    std::string values;
+    std::vector<Parameter> parameters;
+    Row row(columns_.size());
+    std::vector<bool> sent(columns_.size());
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (!pending_[i]) continue;
+      row[i] = *pending_[i];
+      sent[i] = true;
+      parameters.push_back({columns_[i].kind, *pending_[i]});
+      names += (names.empty() ? "" : ",") + Quoted(columns_[i].name);
+      values += (values.empty() ? "" : ",") + session_->translator.Placeholder(parameters.size());
+    }
+    if (parameters.empty()) Fail("a new row without a value");
+    session_->driver->Run("INSERT INTO " + table_ + " (" + names + ") VALUES (" + values + ")",
+                          parameters);
+    CancelUpdate();
+    added_ = std::move(row);
+    sent_ = std::move(sent);
+  }
+
+  /// Only a row whose changed cells are still as they were read is changed.
+  void Change() {
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (pending_[i]) ReadCell(i);
+    }
+    Row& row = added_ ? *added_ : CurrentRow();
+    if (!key_ || !row[*key_]) Fail("the row has no identifier");
+    std::string text;
+    std::string condition = " WHERE ";
+    std::vector<Parameter> parameters;
+    std::vector<Parameter> read;
+    const auto placeholder = [&](size_t number) {
+      return session_->translator.Placeholder(number);
+    };
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (!pending_[i]) continue;
+      parameters.push_back({columns_[i].kind, *pending_[i]});
+      text += (text.empty() ? "UPDATE " + table_ + " SET " : ",") + Quoted(columns_[i].name) + "=" +
+              placeholder(parameters.size());
+    }
+    parameters.push_back({columns_[*key_].kind, row[*key_]});
+    condition += Quoted(columns_[*key_].name) + "=" + placeholder(parameters.size());
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (!pending_[i] || i == *key_) continue;
+      condition += " AND " + Quoted(columns_[i].name);
+      if (!row[i]) {
+        condition += " IS NULL";
+        continue;
+      }
+      parameters.push_back({columns_[i].kind, row[i]});
+      condition += "=" + placeholder(parameters.size());
+    }
+    const Rows result = session_->driver->Run(text + condition, parameters);
+    if (result.affected == 0) Fail("the row was changed since it was read", Kind::kChanged);
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (pending_[i]) row[i] = std::move(*pending_[i]);
+      pending_[i].reset();
+    }
+  }
+
+  std::shared_ptr<DatabaseSession> session_;
+  std::string table_;
+  std::vector<Column> columns_;
+  std::optional<size_t> key_;
+  std::string select_;
+  bool open_ = true;
+
+  // Reading is lazy, also where the caller only asks.
+  mutable std::optional<KeyList> keys_;
+  mutable std::vector<std::optional<Row>> block_;
+  mutable int64_t block_first_ = 0;
+  int64_t position_ = 0;
+  bool backwards_ = false;
+
+  std::vector<std::optional<Cell>> pending_;
+  bool adding_ = false;
+  mutable std::optional<Row> added_;  ///< the row that was just inserted is the current one
+  mutable std::optional<std::vector<bool>> sent_;  ///< its cells that are known
+};
+
+class RowsRecordset final : public Recordset {
+ public:
+  RowsRecordset(bool month_first, Rows rows) : month_first_(month_first), rows_(std::move(rows)) {}
+
+  bool Eof() const override {
+    CheckOpen();
+    return position_ < 0 || position_ >= Count();
+  }
+  void MoveNext() override { Move(1); }
+  void MovePrevious() override { Move(-1); }
+  void Move(int64_t rows) override {
+    CheckOpen();
+    const int64_t count = Count();
+    position_ = std::clamp<int64_t>(position_ + std::clamp(rows, -count - 1, count + 1), -1, count);
+  }
+  void MoveLast() override {
+    CheckOpen();
+    position_ = std::max<int64_t>(Count() - 1, 0);
+  }
+  Any Field(std::string_view name) const override {
+    return FieldAt(FindColumn(rows_.columns, name));
+  }
+  Any FieldAt(size_t index) const override {
+    if (index >= rows_.columns.size()) Fail("no such column");
+    if (Eof()) Fail("no current row");
+    return CellValue(rows_.Row(static_cast<size_t>(position_))[index], rows_.columns[index].kind,
+                     month_first_);
+  }
+  void SetField(std::string_view, const Any&) override { Refuse(); }
+  void AddNew() override { Refuse(); }
+  void Update() override { Refuse(); }
+  void CancelUpdate() override { CheckOpen(); }
+  void Close() override {
+    open_ = false;
+    rows_ = {};
+  }
+  bool IsOpen() const override { return open_; }
+
+ private:
+  int64_t Count() const { return static_cast<int64_t>(rows_.Count()); }
+  void CheckOpen() const {
+    if (!open_) Fail("it is closed");
+  }
+  [[noreturn]] void Refuse() const {
+    CheckOpen();
+    Fail("its rows are read-only");
+  }
+
+  bool month_first_;
+  Rows rows_;
+  int64_t position_ = 0;
+  bool open_ = true;
+};
+
+/// The one identifier among the columns.
+std::optional<size_t> KeyColumn(const std::vector<Column>& columns) {
+  std::optional<size_t> key;
+  for (size_t i = 0; i < columns.size(); ++i) {
+    if (!columns[i].key) continue;
+    if (key || columns[i].kind != ColumnKind::kInteger) return std::nullopt;
+    key = i;
+  }
+  return key;
+}
+
+std::string TableName(const DatabaseSession& session, const std::string& table) {
+  return Quoted(session.driver->dialect() == Dialect::kPostgresql ? LowerName(table) : table);
+}
+
+}  // namespace
+
+const std::vector<Column>& DatabaseSession::ColumnsOf(const std::string& table) {
+  const auto found = tables_.find(table);
+  if (found != tables_.end()) return found->second;
+  static const std::vector<Column> kNone;
+  std::vector<Column> columns = driver->Describe(table);
+  if (columns.empty()) return kNone;  // not kept: it may be made later
+  return tables_.emplace(table, std::move(columns)).first->second;
+}
+
+std::shared_ptr<Recordset> OpenKeyset(const std::shared_ptr<DatabaseSession>& session,
+                                      const SelectShape& shape) {
+  const std::vector<Column>& all = session->ColumnsOf(shape.table);
+  if (all.empty()) Fail("no table " + shape.table);
+  const auto table_key = KeyColumn(all);
+  if (!table_key) return nullptr;
+
+  std::vector<Column> columns;
+  std::optional<size_t> key;
+  for (const std::string& name : shape.columns) {
+    const size_t index = FindColumn(all, name);
+    if (index == *table_key) key = columns.size();
+    columns.push_back(all[index]);
+  }
+  if (shape.columns.empty()) {
+    columns = all;
+    key = table_key;
+  } else if (!key) {
+    key = columns.size();
+    columns.push_back(all[*table_key]);
+  }
+
+  const std::string table = TableName(*session, shape.table);
+  const std::string key_name = Quoted(all[*table_key].name);
+  BoundStatement keys{"SELECT " + key_name + " FROM " + table, shape.condition.parameters};
+  if (!shape.condition.text.empty()) keys.text += " WHERE " + shape.condition.text;
+  std::string order;
+  bool ordered_by_key = false;
+  for (const SelectShape::Term& term : shape.order) {
+    const size_t index = FindColumn(all, term.column);
+    ordered_by_key = ordered_by_key || index == *table_key;
+    order +=
+        (order.empty() ? "" : ",") + Quoted(all[index].name) + (term.descending ? " DESC" : "");
+  }
+  if (!ordered_by_key) {
+    const bool descending = !shape.order.empty() && shape.order.front().descending;
+    order += (order.empty() ? "" : ",") + key_name + (descending ? " DESC" : "");
+  }
+  keys.text += " ORDER BY " + order;
+
+  auto recordset = std::make_shared<KeysetRecordset>(session, table, std::move(columns), key);
+  recordset->Select(std::move(keys), shape.top);
+  return recordset;
+}
+
+std::shared_ptr<Recordset> OpenForAdding(const std::shared_ptr<DatabaseSession>& session,
+                                         const std::string& table) {
+  const std::vector<Column>& columns = session->ColumnsOf(table);
+  if (columns.empty()) Fail("no table " + table);
+  return std::make_shared<KeysetRecordset>(session, TableName(*session, table), columns,
+                                           KeyColumn(columns));
+}
+
+std::shared_ptr<Recordset> HoldRows(const std::shared_ptr<DatabaseSession>& session, Rows rows) {
+  return std::make_shared<RowsRecordset>(session->month_first, std::move(rows));
+}
+
+}  // namespace korvane

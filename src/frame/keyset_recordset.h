@@ -1,0 +1,52 @@
+// The two kinds of recordset over a driver.
+//
+// KeysetRecordset: the rows of a query over one table, changeable. It holds the identifiers in the
+// order asked for and reads whole rows in small blocks around the position, so that skipping,
+// stepping back and jumping to the last row read no rows. Rows that are equal in every order term
+// come in the order of the identifier, in the direction of the first term; a page that is read from
+// the front and one that is read from the back then never overlap and never miss a row.
+//
+// RowsRecordset: the rows of any statement, read at once and not changeable.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database.h"
+#include "driver.h"
+#include "statement_translator.h"
+
+namespace korvane {
+
+/// What the recordsets of one connection share; it lives as long as the last of them.
+struct DatabaseSession {
+  DatabaseSession(std::unique_ptr<Driver> open_driver, bool dates_month_first)
+      : driver(std::move(open_driver)),
+        translator(driver->dialect()),
+        month_first(dates_month_first) {}
+
+  std::unique_ptr<Driver> driver;
+  StatementTranslator translator;
+  bool month_first;
+
+  /// The columns of a table, asked once; empty when there is none of that name.
+  const std::vector<Column>& ColumnsOf(const std::string& table);
+
+ private:
+  std::map<std::string, std::vector<Column>, std::less<>> tables_;
+};
+
+/// The changeable recordset when the table has one identifier, nothing when it has none.
+std::shared_ptr<Recordset> OpenKeyset(const std::shared_ptr<DatabaseSession>& session,
+                                      const SelectShape& shape);
+/// A table opened for adding only.
+std::shared_ptr<Recordset> OpenForAdding(const std::shared_ptr<DatabaseSession>& session,
+                                         const std::string& table);
+std::shared_ptr<Recordset> HoldRows(const std::shared_ptr<DatabaseSession>& session, Rows rows);
+
+}  // namespace korvane

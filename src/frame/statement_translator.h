@@ -1,0 +1,70 @@
+// From the system's statement texts to what an engine takes.
+//
+// The statements are written in one dialect: "SELECT TOP n", booleans compared with 0 and -1, texts
+// between single quotes, and a number that may run into the word behind it ("id_cartella=1AND").
+// The translator takes a statement apart into tokens and puts it together again; every quoted text
+// becomes a bound parameter, so that nothing in it can reach the engine as SQL. It refuses what the
+// dialect does not have: a second statement, a comment, a placeholder, a quote that does not end.
+//
+// It does not check that a statement makes sense; that is left to the engine.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "driver.h"
+
+namespace korvane {
+
+struct Token {
+  enum class Kind { kWord, kNumber, kText, kName, kSymbol };
+  Kind kind;
+  std::string text;  ///< of a quoted text or name: what the quotes hold
+  bool spaced;       ///< blanks stand in front of it
+};
+
+/// Throws DatabaseError when the statement holds anything that the dialect does not have.
+std::vector<Token> Tokenize(std::string_view statement);
+
+struct BoundStatement {
+  std::string text;
+  std::vector<Parameter> parameters;
+};
+
+/// "SELECT [TOP n] columns FROM table [WHERE condition] [ORDER BY terms]" taken apart.
+struct SelectShape {
+  struct Term {
+    std::string column;
+    bool descending = false;
+  };
+  std::optional<int64_t> top;
+  std::vector<std::string> columns;  ///< none is all of them
+  std::string table;
+  BoundStatement condition;  ///< empty without WHERE
+  std::vector<Term> order;
+};
+
+class StatementTranslator {
+ public:
+  explicit StatementTranslator(Dialect dialect) : dialect_(dialect) {}
+
+  /// The whole statement.
+  BoundStatement Translate(std::string_view statement) const;
+  /// Nothing when the statement is no query of that shape: a join, a grouping, an expression.
+  std::optional<SelectShape> TakeApart(std::string_view statement) const;
+  /// The table's name when the statement is nothing but one.
+  static std::optional<std::string> BareTable(std::string_view statement);
+
+  /// The placeholder of parameter `number`, counted from 1.
+  std::string Placeholder(size_t number) const;
+
+ private:
+  BoundStatement PutTogether(const std::vector<Token>& tokens) const;
+
+  Dialect dialect_;
+};
+
+}  // namespace korvane
