@@ -106,9 +106,13 @@ TEST(ObjectModel, EveryNamedTypeExists) {
   for (const Enumeration& one : Enumerations()) known.insert(one.name);
   for (const Class& one : Classes()) {
     for (const Member& member : one.members) {
-      if (!member.result_of.empty()) EXPECT_TRUE(known.contains(member.result_of));
+      if (!member.result_of.empty()) {
+        EXPECT_TRUE(known.contains(member.result_of));
+      }
       for (const Parameter& parameter : member.parameters) {
-        if (!parameter.of.empty()) EXPECT_TRUE(known.contains(parameter.of)) << parameter.of;
+        if (!parameter.of.empty()) {
+          EXPECT_TRUE(known.contains(parameter.of)) << parameter.of;
+        }
       }
     }
   }
