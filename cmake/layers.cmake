@@ -11,18 +11,29 @@ pkg_check_modules(MARIADB REQUIRED IMPORTED_TARGET libmariadb)
 # The companion: conversions and sockets, a plain C interface and nothing else exported.
 file(GLOB companion_sources CONFIGURE_DEPENDS
      ${PROJECT_SOURCE_DIR}/src/mime/conversions/*.cpp ${PROJECT_SOURCE_DIR}/src/pop3/sockets/*.cpp)
-add_library(Tarsel_MailConversions SHARED ${companion_sources})
-target_include_directories(Tarsel_MailConversions
-  PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
-  PRIVATE ${PROJECT_SOURCE_DIR}/src)
-target_compile_definitions(Tarsel_MailConversions PRIVATE TARSEL_MAILCONVERSIONS_BUILD)
+add_library(korvane_companion_objects OBJECT ${companion_sources})
+target_include_directories(korvane_companion_objects PUBLIC
+  ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+target_compile_definitions(korvane_companion_objects PRIVATE TARSEL_MAILCONVERSIONS_BUILD)
+target_link_libraries(korvane_companion_objects PRIVATE OpenSSL::SSL OpenSSL::Crypto)
+set_target_properties(korvane_companion_objects PROPERTIES
+  CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+add_library(Tarsel_MailConversions SHARED $<TARGET_OBJECTS:korvane_companion_objects>)
+target_include_directories(Tarsel_MailConversions PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
 target_link_libraries(Tarsel_MailConversions PRIVATE OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
 target_link_options(Tarsel_MailConversions PRIVATE -static-libstdc++ -static-libgcc)
 target_link_options(Tarsel_MailConversions PRIVATE
   -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/companion_exports.map)
 set_target_properties(Tarsel_MailConversions PROPERTIES
-  CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
   VERSION ${PROJECT_VERSION} SOVERSION 0 INSTALL_RPATH $ORIGIN)
+# What the shared library hides, for the tests and fuzz targets that look inside. Linked behind the
+# shared library it adds the inner parts only: the ten functions still come from there.
+add_library(korvane_companion_parts STATIC EXCLUDE_FROM_ALL
+            $<TARGET_OBJECTS:korvane_companion_objects>)
+target_include_directories(korvane_companion_parts PUBLIC
+  ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+target_link_libraries(korvane_companion_parts PUBLIC OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
 
 function(korvane_layer name)
   cmake_parse_arguments(LAYER "" "" "SOURCES;LINKS;PRIVATE" ${ARGN})
