@@ -121,7 +121,7 @@ std::string ToMarkdown() {
       "What a script sees, member by member in slot order. *get* reads a property, *let* writes "
       "one, "
       "*call* is an operation. What stands behind \"=\" is what an omitted parameter is taken for. "
-      "`korvane object-model --markdown` prints this page.\n";
+      "`korvane object-model` prints this page.\n";
   for (const Class& one : Classes()) {
     out += "\n## " + std::string(one.name) + "\n\n";
     out += std::string(one.purpose) +

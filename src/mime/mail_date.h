@@ -1,5 +1,7 @@
 // Mail dates (RFC 5322 section 3.3 and what mailers make of it) in the normalised form
-// "dd/mm/yyyy hh:mm:ss": exactly 19 characters, an unknown field as question marks of its width.
+// "dd/mm/yyyy hh:mm:ss": exactly 19 characters, an unknown field as question marks of its width,
+// from "01/01/0001 00:00:00" to "31/12/9999 23:59:59". No platform date parser is asked: what a
+// mail says must read the same everywhere.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +15,8 @@ namespace korvane {
 std::string NormaliseMailDate(std::string_view text);
 
 /// The date text after the last ";" of a "received" value and its zone token; both views are into
-/// `value` except for the zone, which is upper-cased. Both are empty without a ";".
+/// `value` except for the zone, which is upper-cased. Both are empty without a ";". Comments in
+/// parentheses at the end are dropped first.
 struct ReceivedDateText {
   std::string_view date;
   std::string zone;
@@ -21,7 +24,7 @@ struct ReceivedDateText {
 ReceivedDateText SplitReceivedDate(std::string_view value);
 
 /// The complete normalised form of a "received" value's date. Unknown fields are filled with the
-/// first or the last moment; `guessed` tells whether any was.
+/// first or the last moment; `guessed` tells whether any was. `apply_zone` shifts it to GMT.
 std::string ParseMailDate(std::string_view value, bool first_moment, bool apply_zone,
                           bool& guessed);
 
@@ -36,14 +39,16 @@ std::string FormatDateTime(const std::tm& time);
 /// FormatDateTime of the present moment in GMT.
 std::string FormatNow();
 
-/// The date as it is (day first), or with the month in front.
+/// The date as it is (day first), or with day and month in each other's place. The same call leads
+/// back.
 std::string ArrangeDateOrder(std::string_view date, bool day_first);
 
-/// 1 when the first of two normalised dates is later, 0 when they are equal, -1 otherwise.
+/// 1 when the first of two normalised dates is later, 0 when they are equal, -1 otherwise. An
+/// unknown field is later than any known one.
 int32_t CompareMailDates(std::string_view first, std::string_view second);
 
 /// Any date text that the store writes ("5/3/2002 9:5:7" as well) in the normalised form; unknown
-/// as question marks.
+/// as question marks. A date without a time has an unknown time.
 std::string PadDate(std::string_view date);
 
 }  // namespace korvane

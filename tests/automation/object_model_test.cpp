@@ -152,5 +152,11 @@ TEST(ObjectModel, NothingInItNeedsEscapingInItsTexts) {
   }
 }
 
+TEST(ObjectModel, ThePageAboutItIsUpToDate) {
+  std::ifstream file(KORVANE_SOURCE_DIR "/docs/object_model.md");
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_EQ(page, ToMarkdown()) << "write it again with: korvane object-model";
+}
+
 }  // namespace
 }  // namespace korvane::model

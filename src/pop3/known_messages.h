@@ -1,0 +1,34 @@
+// Which messages of the account the table "mail" already knows.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "../frame/database.h"
+
+namespace korvane {
+
+class MailMessage;
+class MailUser;
+
+class KnownMessages {
+ public:
+  enum class Answer {
+    kNew,
+    kKnown,           ///< downloaded before, older ones may be missing
+    kKnownWithOlder,  ///< it and all older ones were downloaded whole
+  };
+  KnownMessages(Connection& connection, const MailUser& account);
+
+  /// Throws DatabaseError.
+  Answer LookUp(const MailMessage& message);
+
+ private:
+  Answer Ask(const std::string& received, const std::string& message_id,
+             const MailMessage& message);
+
+  Connection& connection_;
+  const MailUser& account_;
+};
+
+}  // namespace korvane

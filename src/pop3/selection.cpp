@@ -1,0 +1,96 @@
+// Which messages on the server are new: from the newest down to the time of the last download, or
+// to the first message that is known together with all older ones.
+#include <functional>
+#include <utility>
+
+#include "facade/mail_user.h"
+#include "frame/error_numbers.h"
+#include "mime/mail_date.h"
+#include "pop3/known_messages.h"
+#include "pop3/mail_server.h"
+#include "pop3/received_time.h"
+
+namespace korvane {
+
+struct MailServer::Selection {
+  const std::string& last_time;
+  bool first_download;   ///< look every candidate up
+  int32_t header_error;  ///< when a header fails
+  /// Receives each new message, with its header; false stops the selection, with an error set.
+  std::function<bool(int32_t number, std::shared_ptr<MailMessage> header)> take;
+};
+
+std::shared_ptr<MailMessages> MailServer::GetNewHeaders(Connection& connection,
+                                                        const std::string& last_time,
+                                                        bool first_download) {
+  auto messages = std::make_shared<MailMessages>();
+  const bool begun = Select(connection, {last_time, first_download, error::SelectHeaderFailed,
+                                         [&](int32_t number, std::shared_ptr<MailMessage> header) {
+                                           messages->Add(std::move(header), number);
+                                           return true;
+                                         }});
+  return begun ? messages : nullptr;
+}
+
+std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
+                                                         const std::string& last_time,
+                                                         bool first_download,
+                                                         std::string_view separator) {
+  auto messages = std::make_shared<MailMessages>();
+  const bool begun =
+      Select(connection, {last_time, first_download, error::SelectMessageHeaderFailed,
+                          [&](int32_t number, std::shared_ptr<MailMessage>) {
+                            if (auto message = FetchWhole(number, separator)) {
+                              messages->Add(std::move(message), number);
+                            } else if (!NoError() || !IsIdle()) {
+                              SetError(error::SelectMessageFailed);
+                              return false;
+                            }
+                            return true;  // an empty message is passed over
+                          }});
+  return begun ? messages : nullptr;
+}
+
+/// False when the selection could not start.
+bool MailServer::Select(Connection& connection, const Selection& selection) try {
+  if (!Begin()) return false;
+  if (!Stat() || !count_read_) {
+    if (NoError()) SetError(selection.header_error);
+    return false;
+  }
+  const ScanTime last = LastDownloadTime(selection.last_time);
+  KnownMessages known(connection, *user_);
+  const int32_t total = message_count_;
+  int32_t looked_at = 0;
+  int32_t taken = 0;
+  for (int32_t number = LastNumber(); number >= 1; --number) {
+    if (IsDeleted(number)) continue;
+    if (progress_) progress_(looked_at++, total, taken);
+    auto header = FetchHeader(number);
+    if (!header) {
+      if (NoError() && IsIdle()) continue;
+      SetError(selection.header_error);
+      break;
+    }
+    const ScanTime time = MessageTime(header->Received());
+    const int32_t order = CompareMailDates(last.text, time.text);
+    if (order > 0) break;
+    // Where a time says nothing the table decides, or the message would be taken at every run. A
+    // declared first download has nothing to look up.
+    const bool doubtful = !last.readable || (!time.readable && last.text != kFirstMoment);
+    if (selection.first_download || order == 0 || doubtful) {
+      const KnownMessages::Answer answer = known.LookUp(*header);
+      if (answer == KnownMessages::Answer::kKnownWithOlder) break;
+      if (answer == KnownMessages::Answer::kKnown) continue;
+    }
+    if (!selection.take(number, std::move(header))) break;
+    ++taken;
+  }
+  if (progress_) progress_(looked_at, total, taken);
+  return true;
+} catch (const DatabaseError&) {
+  SetError(error::DatabaseFault);
+  return true;
+}
+
+}  // namespace korvane
