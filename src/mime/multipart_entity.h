@@ -72,6 +72,13 @@ class MultipartEntity : public Object, public ErrorState {
   friend class EntityParser;
   friend class RelatedLinks;
 
+  bool TextOfPart(std::string& text, ETextAlternativeType alternative, ETextFormat format,
+                  bool only_if_correct, std::string_view separator);
+  bool TextOfChildren(std::string& text, ETextAlternativeType alternative, ETextFormat format,
+                      bool only_if_correct, std::string_view separator, bool exit_on_first_find);
+  bool TextOfAlternative(std::string& text, ETextAlternativeType alternative, ETextFormat format,
+                         bool only_if_correct, std::string_view separator);
+
   std::shared_ptr<MailUser> account_;
   int32_t entity_number_ = -1;
   ContentFields fields_;
