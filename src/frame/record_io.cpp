@@ -64,6 +64,14 @@ std::string RecordReader::Bytes() {
   return bytes;
 }
 
+void RecordReader::SkipText() {
+  const int32_t size = Int32();
+  if (size < 0 || size > remaining_) ok_ = false;
+  if (!ok_) return;
+  ok_ = file_.Seek(file_.Position() + size);
+  remaining_ -= size;
+}
+
 std::string RecordReader::Text() { return ToUtf8(Bytes()); }
 
 }  // namespace korvane

@@ -37,6 +37,8 @@ class RecordReader {
   std::string Text();
   /// A counted text's bytes as they stand.
   std::string Bytes();
+  /// Passes over a counted text without taking it into memory.
+  void SkipText();
   int64_t Remaining() const { return remaining_; }
   bool Ok() const { return ok_; }
   void Fail() { ok_ = false; }

@@ -21,6 +21,7 @@ namespace korvane {
 
 class MailUser;
 class BinaryFile;
+class RecordReader;
 
 class MailMessage : public Object, public ErrorState {
  public:
@@ -113,10 +114,15 @@ class MailMessage : public Object, public ErrorState {
     bool local = false;     ///< saved here (NM_Save), not downloaded
     bool download = true;   ///< write DataDownload
     bool write_row = true;  ///< fill the whole row; else only body_scaricato
+    bool record = true;     ///< false for a header alone: only the row, with body_scaricato -1
   };
-  /// Appends the record at the file's position, writes the attachment files and fills `row` (nothing
-  /// is updated yet). On a failed record the file is back at its old position and no attachment file
-  /// of it is left. Paths of files written are appended to `written`. Errors 1055 and 1056.
+  /// Appends the record at the end of the file, writes the attachment files, puts both on the disk
+  /// and fills `row` (nothing is updated yet). A record that cannot be written leaves the file as
+  /// long as it was and no attachment file, and the row gets body_scaricato -1. The same when the
+  /// row cannot be filled: then false with 1055, or 1056 when the record had failed as well. With
+  /// write_row off the result is whether the record was written. Paths of attachment files that
+  /// were written are appended to `written`: a caller that then cannot commit the row hands them,
+  /// with the row's body_scaricato, to UndoStoredRecord.
   bool StoreRecordAndRow(Recordset& row, BinaryFile& file, const StoreOptions& options,
                          std::vector<std::string>* written = nullptr);
   /// Reads the record at the file's position. Error 1057.
@@ -131,8 +137,12 @@ class MailMessage : public Object, public ErrorState {
  private:
   size_t TakeHeader(std::string_view text);
   void TakeWhole(std::string_view text);
-  bool WriteRecord(BinaryFile& file, std::vector<std::string>& written);
+  bool WriteRecord(BinaryFile& file, const StoreOptions& options,
+                   std::vector<std::string>& written);
+  bool SyncRecord(BinaryFile& file, int64_t position, const std::vector<std::string>& written);
   bool FillRow(Recordset& row, const StoreOptions& options, int64_t position);
+  bool ReadRecord(RecordReader& reader);
+  int32_t SaveOnce(Connection& connection, BinaryFile& file);
 
   std::shared_ptr<MailUser> account_;
   int32_t id_ = -1;

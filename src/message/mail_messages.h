@@ -35,7 +35,7 @@ class MailMessages : public Object, public ErrorState {
     int32_t page = -1;  ///< from 1; -1 is the whole box
   };
   /// Fills the collection with a page of the account's box. `tot_pages` and `tot_mails` are written
-  /// when they are not null. Errors 1061 and 1089.
+  /// when they are not null. Errors 1061 and 1089; 1008 for a fault of the database.
   bool ListBox(const std::shared_ptr<MailUser>& account, Connection& connection,
                const ListRequest& request, Any* tot_pages, Any* tot_mails);
 
@@ -44,6 +44,9 @@ class MailMessages : public Object, public ErrorState {
   void ResetError() { ClearError(); }
 
  private:
+  void ReadPage(const std::shared_ptr<MailUser>& account, Connection& connection,
+                const ListRequest& request, Any* tot_pages, Any* tot_mails);
+
   KeyedCollection<MailMessage> items_;
 };
 
