@@ -15,11 +15,12 @@ inline constexpr int64_t kCompactionThreshold = 3'145'728;
 inline constexpr int64_t kCopyBlock = 262'144;
 
 /// Adds `added` bytes to the user's count of dead bytes; makes the row from the rows marked as
-/// deleted when there is none. Always true. Throws DatabaseError.
+/// deleted when there is none. Begins its own transaction. Always true. Throws DatabaseError.
 bool RecordDeletedSize(Connection& connection, int32_t user_id, int32_t added);
 
 /// Compacts the user's message file when enough of it is dead. 0 on success. Faults of the database
-/// and of the files are thrown (DatabaseError, std::runtime_error); no record is lost by them.
+/// and of the files are thrown (DatabaseError, std::runtime_error); no record is lost by them. It
+/// needs a connection with transactions, takes the user's lock and begins its own transaction.
 int32_t CompactMessageFile(Connection& connection, const std::string& path_messages,
                            int32_t user_id);
 
