@@ -71,13 +71,16 @@ class Site:
         """One row of the view, through the tables behind it."""
         with sqlite3.connect(self.database) as connection:
             connection.execute(
-                "INSERT INTO account_email (id_account_email, nome_server, porta_server, "
-                "time_out_server, username_server, password_server, caso) "
-                "VALUES (?, ?, ?, 3000, ?, ?, ?)",
+                "INSERT INTO account_email (Id_account_email, Nome_server, Porta_server, "
+                "Time_out_server, Username_server, Password_server, caso) VALUES (?,?,?,3000,?,?,?)",
                 (account, host, port, username, password, caso))
-            connection.execute(
-                "INSERT INTO account_email_utenti (id_utente, id_account_email, predefinito) "
-                "VALUES (?, ?, ?)", (user, account, default))
+            link = connection.execute(
+                "INSERT INTO account_email_utenti (id_utente, Id_account_email) VALUES (?,?)",
+                (user, account)).lastrowid
+            connection.execute("INSERT OR IGNORE INTO utenti (id_utente) VALUES (?)", (user,))
+            if default:
+                connection.execute("UPDATE utenti SET Account_default=? WHERE id_utente=?",
+                                   (link, user))
 
     def sql(self, statement, *values):
         with sqlite3.connect(self.database) as connection:
