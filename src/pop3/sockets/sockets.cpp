@@ -1,1 +1,0 @@
-#include "Tarsel_MailConversions.h"

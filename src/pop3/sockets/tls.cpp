@@ -1,0 +1,159 @@
+#include "pop3/sockets/tls.h"
+
+#include <arpa/inet.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+
+#include <algorithm>
+#include <mutex>
+
+namespace korvane::sockets {
+
+namespace {
+
+// OpenSSL's own socket BIO writes in a way that raises SIGPIPE on a dead connection, so the bytes
+// pass through this one.
+const TcpSocket& SocketOf(BIO* bio) { return *static_cast<const TcpSocket*>(BIO_get_data(bio)); }
+
+int ReadBio(BIO* bio, char* buffer, int capacity) {
+  BIO_clear_retry_flags(bio);
+  if (capacity < 1) return 0;
+  const Moved moved = SocketOf(bio).Read(buffer, static_cast<size_t>(capacity));
+  if (moved.result == Moved::Result::kDone) return static_cast<int>(moved.count);
+  if (moved.result == Moved::Result::kWantsRead) BIO_set_retry_read(bio);
+  return moved.result == Moved::Result::kClosed ? 0 : -1;
+}
+
+int WriteBio(BIO* bio, const char* bytes, int count) {
+  BIO_clear_retry_flags(bio);
+  if (count < 1) return 0;
+  const Moved moved = SocketOf(bio).Write(bytes, static_cast<size_t>(count));
+  if (moved.result == Moved::Result::kDone) return static_cast<int>(moved.count);
+  if (moved.result == Moved::Result::kWantsWrite) BIO_set_retry_write(bio);
+  return -1;
+}
+
+// Nothing is buffered here, so a flush has nothing to do and succeeds; no other request is known.
+long ControlBio(BIO*, int command, long, void*) { return command == BIO_CTRL_FLUSH ? 1 : 0; }
+
+const BIO_METHOD* SocketMethod() {
+  static const BIO_METHOD* const method = [] {
+    BIO_METHOD* made = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "socket");
+    if (made != nullptr) {
+      BIO_meth_set_read(made, ReadBio);
+      BIO_meth_set_write(made, WriteBio);
+      BIO_meth_set_ctrl(made, ControlBio);
+    }
+    return made;
+  }();
+  return method;
+}
+
+struct Free {
+  void operator()(SSL* ssl) const { SSL_free(ssl); }
+  void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+};
+
+bool IsAddress(const std::string& name) {
+  unsigned char bytes[sizeof(in6_addr)];
+  return inet_pton(AF_INET, name.c_str(), bytes) == 1 ||
+         inet_pton(AF_INET6, name.c_str(), bytes) == 1;
+}
+
+// Says whom the certificate must name, and to whom the connection is addressed.
+bool SetPeer(SSL* ssl, std::string name) {
+  name = name.substr(0, name.find('%'));  // an address' zone is this machine's own affair
+  if (name.ends_with('.')) name.pop_back();
+  if (IsAddress(name)) {
+    return X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), name.c_str()) == 1;
+  }
+  SSL_set_hostflags(ssl, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+  return SSL_set1_host(ssl, name.c_str()) == 1 && SSL_set_tlsext_host_name(ssl, name.c_str()) == 1;
+}
+
+// One session. The lock lets one thread read while another writes; it is not held while waiting.
+class OpenSslTls : public Tls {
+ public:
+  explicit OpenSslTls(SSL* ssl) : ssl_(ssl) {}
+
+  Moved Connect() {
+    return Attempt([&](size_t*) { return SSL_connect(ssl_.get()); });
+  }
+
+  Moved Read(char* buffer, size_t capacity) override {
+    return Attempt([&](size_t* count) { return SSL_read_ex(ssl_.get(), buffer, capacity, count); });
+  }
+
+  Moved Write(const char* bytes, size_t size) override {
+    return Attempt([&](size_t* count) { return SSL_write_ex(ssl_.get(), bytes, size, count); });
+  }
+
+  void End() override {
+    const std::lock_guard lock(mutex_);
+    ERR_clear_error();
+    if (!broken_) SSL_shutdown(ssl_.get());
+    ERR_clear_error();
+  }
+
+ private:
+  template <typename Call>
+  Moved Attempt(Call call) {
+    const std::lock_guard lock(mutex_);
+    if (broken_) return {Moved::Result::kFailed};
+    ERR_clear_error();
+    size_t count = 0;
+    const int result = call(&count);
+    if (result > 0) return {Moved::Result::kDone, count};
+    switch (SSL_get_error(ssl_.get(), result)) {
+      case SSL_ERROR_WANT_READ:
+        return {Moved::Result::kWantsRead};
+      case SSL_ERROR_WANT_WRITE:
+        return {Moved::Result::kWantsWrite};
+      case SSL_ERROR_ZERO_RETURN:
+        return {Moved::Result::kClosed};
+      default:
+        // After such an error the session must not be touched again.
+        broken_ = true;
+        ERR_clear_error();
+        return {Moved::Result::kFailed};
+    }
+  }
+
+  std::mutex mutex_;
+  std::unique_ptr<SSL, Free> ssl_;
+  bool broken_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Tls> Tls::Handshake(const TcpSocket& socket, const std::string& name, bool verify,
+                                    const Deadline& deadline) {
+  const std::unique_ptr<SSL_CTX, Free> context(SSL_CTX_new(TLS_client_method()));
+  if (!context || SocketMethod() == nullptr) return nullptr;
+  SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+  SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_RELEASE_BUFFERS);
+  if (verify && SSL_CTX_set_default_verify_paths(context.get()) != 1) return nullptr;
+
+  SSL* ssl = SSL_new(context.get());
+  if (ssl == nullptr) return nullptr;
+  auto session = std::make_unique<OpenSslTls>(ssl);
+  if (!SetPeer(ssl, name)) return nullptr;
+  SSL_set_verify(ssl, verify ? SSL_VERIFY_PEER : SSL_VERIFY_NONE, nullptr);
+  BIO* bio = BIO_new(SocketMethod());
+  if (bio == nullptr) return nullptr;
+  BIO_set_data(bio, const_cast<TcpSocket*>(&socket));
+  BIO_set_init(bio, 1);
+  SSL_set_bio(ssl, bio, bio);
+
+  for (;;) {
+    const Moved moved = session->Connect();
+    if (moved.result == Moved::Result::kDone) return session;
+    if (moved.result != Moved::Result::kWantsRead && moved.result != Moved::Result::kWantsWrite) {
+      return nullptr;
+    }
+    if (!socket.Wait(moved.result, deadline)) return nullptr;
+  }
+}
+
+}  // namespace korvane::sockets
