@@ -30,6 +30,14 @@ bool IsFold(std::string_view text, size_t line_end) {
   return line_end + 2 < text.size() && (text[line_end + 2] == ' ' || text[line_end + 2] == '\t');
 }
 
+// Makes blanks of every line end and the character behind it; for text that holds nothing but
+// folds.
+void Unfold(std::string& text) {
+  for (size_t at = FindLineEnd(text, 0); at != kNone; at = FindLineEnd(text, at + 2)) {
+    std::memset(text.data() + at, ' ', std::min<size_t>(3, text.size() - at));
+  }
+}
+
 std::string_view WithoutLeadingLineEnds(std::string_view header) {
   while (header.starts_with("\r\n")) header.remove_prefix(2);
   return header;
@@ -76,28 +84,15 @@ bool HeaderReader::Next() {
   return false;
 }
 
-// A fold counts as the three blanks that it becomes; one inside a name leaves no name of any table.
+// A fold in a name counts as the three blanks that it becomes.
 void HeaderReader::TakeName(std::string_view text) {
-  while (!text.empty()) {
-    if (text.front() == ' ') {
-      text.remove_prefix(1);
-    } else if (text.size() > 2 && text[0] == '\r' && text[1] == '\n') {
-      text.remove_prefix(3);
-    } else {
-      break;
-    }
-  }
-  while (!text.empty()) {
-    const size_t size = text.size();
-    if (text.back() == ' ' && !(size > 2 && text[size - 2] == '\n' && text[size - 3] == '\r')) {
-      text.remove_suffix(1);
-    } else if (size > 2 && text[size - 2] == '\n' && text[size - 3] == '\r') {
-      text.remove_suffix(3);
-    } else {
-      break;
-    }
-  }
   name_size_ = 0;
+  if (folded_ && text.find('\n') != kNone) {
+    unfolded_ = text;
+    Unfold(unfolded_);
+    text = unfolded_;
+  }
+  text = TrimBlanks(text);
   if (text.size() > name_.size()) return;
   for (const char c : text) name_[name_size_++] = LowerOf(c);
 }
@@ -106,10 +101,7 @@ std::string_view HeaderReader::Value() {
   std::string_view value = line_.substr(colon_ + 1);
   if (folded_) {
     unfolded_ = value;
-    const std::string_view text = unfolded_;
-    for (size_t at = FindLineEnd(text, 0); at != kNone; at = FindLineEnd(text, at + 2)) {
-      std::memset(unfolded_.data() + at, ' ', std::min<size_t>(3, unfolded_.size() - at));
-    }
+    Unfold(unfolded_);
     value = unfolded_;
   }
   return TrimBlanks(value);
