@@ -1,0 +1,144 @@
+#include "facade/account_directory.h"
+
+#include <algorithm>
+
+#include "frame/sql_text.h"
+
+namespace korvane {
+
+namespace {
+
+/// Kinds of account, the column "caso": 1 takes the password from the page.
+constexpr int32_t kPasswordKept = 0;
+constexpr int32_t kPasswordFromPage = 1;
+
+void Fill(Recordset& row, const AccountEntry& account, const std::optional<std::string>& password) {
+  row.SetField("Nome_server", account.server);
+  row.SetField("Porta_server", account.port);
+  row.SetField("Time_out_server", account.timeout);
+  row.SetField("Username_server", account.username);
+  row.SetField("caso", account.keeps_password ? kPasswordKept : kPasswordFromPage);
+  if (!account.keeps_password) {
+    row.SetField("Password_server", Any(nullptr));
+  } else if (password) {
+    row.SetField("Password_server", *password);
+  }
+}
+
+std::string LinkOf(int32_t user, int32_t account) {
+  return "SELECT * FROM account_email_utenti WHERE id_utente=" + std::to_string(user) +
+         " AND Id_account_email=" + std::to_string(account);
+}
+
+}  // namespace
+
+std::vector<AccountEntry> AccountDirectory::List(int32_t user) {
+  std::vector<AccountEntry> accounts;
+  const auto number = [](const Any& cell) { return cell.ToInt32().value_or(0); };
+  for (auto row = database_.Execute("SELECT * FROM Query1_account WHERE id_utente=" +
+                                    std::to_string(user));
+       !row->Eof(); row->MoveNext()) {
+    AccountEntry& account = accounts.emplace_back();
+    account.id = number(row->Field("Id_account_email"));
+    account.server = row->Field("Nome_server").ToText();
+    account.port = number(row->Field("Porta_server"));
+    account.timeout = number(row->Field("Time_out_server"));
+    account.username = row->Field("Username_server").ToText();
+    const Any kind = row->Field("caso");
+    account.keeps_password = !kind.IsNull() && number(kind) != 1 && number(kind) != 2;
+    const Any chosen = row->Field("Account_default");
+    account.is_default =
+        !chosen.IsNull() && number(chosen) == number(row->Field("Id_account_email_utenti"));
+  }
+  std::ranges::sort(accounts, {}, &AccountEntry::id);
+  return accounts;
+}
+
+std::optional<AccountEntry> AccountDirectory::Find(int32_t user, int32_t account) {
+  for (AccountEntry& one : List(user)) {
+    if (one.id == account) return std::move(one);
+  }
+  return std::nullopt;
+}
+
+int32_t AccountDirectory::Add(int32_t user, const AccountEntry& account,
+                              const std::string& password) {
+  Transaction transaction(database_, Transaction::Kind::kAllocating);
+  const bool first = List(user).empty();
+  const int32_t id = NextIdentifier(database_, "SELECT MAX(Id_account_email) FROM account_email");
+  const int32_t link =
+      NextIdentifier(database_, "SELECT MAX(Id_account_email_utenti) FROM account_email_utenti");
+  auto row = database_.Open("account_email");
+  row->AddNew();
+  row->SetField("Id_account_email", id);
+  Fill(*row, account, password);
+  row->Update();
+  row->Close();
+  row = database_.Open("account_email_utenti");
+  row->AddNew();
+  row->SetField("Id_account_email_utenti", link);
+  row->SetField("id_utente", user);
+  row->SetField("Id_account_email", id);
+  row->Update();
+  row->Close();
+  if (first || account.is_default) SetDefault(user, link);
+  transaction.Commit();
+  return id;
+}
+
+bool AccountDirectory::Change(int32_t user, const AccountEntry& account,
+                              const std::optional<std::string>& password) {
+  Transaction transaction(database_);
+  if (database_.Execute(LinkOf(user, account.id))->Eof()) return false;
+  auto row = database_.Open("SELECT * FROM account_email WHERE Id_account_email=" +
+                            std::to_string(account.id));
+  if (row->Eof()) return false;
+  Fill(*row, account, password);
+  row->Update();
+  row->Close();
+  transaction.Commit();
+  return true;
+}
+
+bool AccountDirectory::Remove(int32_t user, int32_t account) {
+  Transaction transaction(database_);
+  const auto link = database_.Execute(LinkOf(user, account));
+  if (link->Eof()) return false;
+  const std::string number =
+      std::to_string(link->Field("Id_account_email_utenti").ToInt32().value_or(0));
+  database_.Execute("UPDATE utenti SET Account_default=NULL WHERE Account_default=" + number);
+  database_.Execute("DELETE FROM account_email_utenti WHERE Id_account_email_utenti=" + number);
+  const auto shared =
+      database_.Execute("SELECT COUNT(*) AS n FROM account_email_utenti WHERE Id_account_email=" +
+                        std::to_string(account));
+  if (shared->Field("n").ToInt64().value_or(0) == 0) {
+    database_.Execute("DELETE FROM account_email WHERE Id_account_email=" +
+                      std::to_string(account));
+  }
+  transaction.Commit();
+  return true;
+}
+
+bool AccountDirectory::MakeDefault(int32_t user, int32_t account) {
+  Transaction transaction(database_);
+  const auto link = database_.Execute(LinkOf(user, account));
+  if (link->Eof()) return false;
+  SetDefault(user, link->Field("Id_account_email_utenti").ToInt32().value_or(0));
+  transaction.Commit();
+  return true;
+}
+
+void AccountDirectory::SetDefault(int32_t user, int32_t link) {
+  auto row = database_.Open("SELECT * FROM utenti WHERE id_utente=" + std::to_string(user));
+  if (row->Eof()) {
+    row->Close();
+    row = database_.Open("utenti");
+    row->AddNew();
+    row->SetField("id_utente", user);
+  }
+  row->SetField("Account_default", link);
+  row->Update();
+  row->Close();
+}
+
+}  // namespace korvane
