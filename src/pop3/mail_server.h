@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -111,6 +112,10 @@ class MailServer : public Object, public ErrorState {
   std::shared_ptr<MailMessages> GetNewMessages(Connection& connection, const std::string& last_time,
                                                bool first_download, std::string_view separator);
 
+  /// The "received" text of the newest message that the last selection looked at, or nothing when
+  /// it found none on the server.
+  const std::optional<std::string>& NewestReceived() const { return newest_received_; }
+
   /// Called while a selection goes on: messages looked at, messages on the server, messages taken.
   using Progress = std::function<void(int32_t looked_at, int32_t total, int32_t taken)>;
   void OnProgress(Progress progress) { progress_ = std::move(progress); }
@@ -205,6 +210,7 @@ class MailServer : public Object, public ErrorState {
   std::chrono::steady_clock::time_point command_began_;
   int64_t command_bytes_ = 0;
   std::set<int32_t> deleted_;  ///< numbers deleted in this session
+  std::optional<std::string> newest_received_;
   Progress progress_;
 };
 

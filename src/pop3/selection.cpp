@@ -53,6 +53,7 @@ std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
 
 /// False when the selection could not start.
 bool MailServer::Select(Connection& connection, const Selection& selection) try {
+  newest_received_.reset();
   if (!Begin()) return false;
   if (!Stat() || !count_read_) {
     if (NoError()) SetError(selection.header_error);
@@ -72,6 +73,7 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
       SetError(selection.header_error);
       break;
     }
+    if (!newest_received_) newest_received_ = header->Received();
     const ScanTime time = MessageTime(header->Received());
     const int32_t order = CompareMailDates(last.text, time.text);
     if (order > 0) break;
