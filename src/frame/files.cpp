@@ -322,4 +322,22 @@ UserLock::~UserLock() = default;
 
 bool UserLock::Held() const { return state_->fd >= 0; }
 
+FileLock::FileLock(const std::string& path)
+    : descriptor_(OpenRetrying(path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK, kOwnerOnly)) {
+  if (descriptor_ < 0) return;
+  int result;
+  do {
+    result = ::flock(descriptor_, LOCK_EX | LOCK_NB);
+  } while (result != 0 && errno == EINTR);
+  if (result == 0) {
+    state_ = State::kHeld;
+  } else if (errno == EWOULDBLOCK) {
+    state_ = State::kTaken;
+  }
+}
+
+FileLock::~FileLock() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
 }  // namespace korvane

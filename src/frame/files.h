@@ -84,4 +84,23 @@ class UserLock {
   std::unique_ptr<State> state_;
 };
 
+/// Advisory lock over a file of its own that nobody waits for. A holder that dies gives it up.
+class FileLock {
+ public:
+  enum class State {
+    kHeld,
+    kTaken,   ///< somebody else holds it
+    kFailed,  ///< the lock file could not be made
+  };
+  explicit FileLock(const std::string& path);
+  ~FileLock();
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+  State state() const { return state_; }
+
+ private:
+  State state_ = State::kFailed;
+  int descriptor_ = -1;
+};
+
 }  // namespace korvane
