@@ -115,6 +115,7 @@ class MailMessage : public Object, public ErrorState {
     bool download = true;   ///< write DataDownload
     bool write_row = true;  ///< fill the whole row; else only body_scaricato
     bool record = true;     ///< false for a header alone: only the row, with body_scaricato -1
+    bool sync = true;       ///< else the caller puts the file and `written` on the disk itself
   };
   /// Appends the record at the end of the file, writes the attachment files, puts both on the disk
   /// and fills `row` (nothing is updated yet). A record that cannot be written leaves the file as

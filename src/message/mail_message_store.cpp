@@ -58,7 +58,8 @@ bool MailMessage::StoreRecordAndRow(Recordset& row, BinaryFile& file, const Stor
     const int64_t end = file.Length() + 1;
     if (end >= 1 && end <= kLastPosition && file.Seek(end)) {
       position = end;
-      if (!WriteRecord(file, options, attachments) || !SyncRecord(file, end, attachments)) {
+      if (!WriteRecord(file, options, attachments) ||
+          !(options.sync ? SyncRecord(file, end, attachments) : file.Flush())) {
         UndoStoredRecord(file, end, attachments);
         position = -1;
       }
