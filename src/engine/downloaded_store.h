@@ -1,0 +1,59 @@
+// Storing what a selection brought: a record in the user's message file and a row of "mail" for
+// each message, oldest first, in batches.
+//
+// A batch is written under the user's lock and in one transaction: records and attachment files
+// first, on the disk before the commit. What fails leaves neither bytes in the message file nor
+// attachment files. A batch that fails is stored again message by message, so that one message does
+// not take others with it. Nothing is lost by the batches: until QUIT every message is still on the
+// server. DELE is sent for committed rows only, and outside lock and transaction.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "../frame/database.h"
+#include "../message/mail_messages.h"
+#include "last_download.h"
+#include "server_deletions.h"
+
+namespace korvane {
+
+class BinaryFile;
+class MailServer;
+class MailUser;
+
+class DownloadedStore {
+ public:
+  DownloadedStore(std::shared_ptr<MailUser> account, Connection& connection, MailServer& server)
+      : account_(std::move(account)), connection_(connection), server_(server) {}
+
+  /// Stores whole messages; with `delete_on_server` those whose record was written are deleted
+  /// there. `state` advances as the messages are stored. False when the collection has an error.
+  bool StoreMessages(MailMessages& messages, bool delete_on_server, LastDownload& state);
+  /// Stores messages of which only the header is here.
+  bool StoreHeaders(MailMessages& messages, LastDownload& state);
+
+  /// What the session deleted on the server so far.
+  ServerDeletions& Deletions() { return deletions_; }
+  /// True when everything that was to be committed was: the session may end with QUIT.
+  bool Committed() const { return committed_; }
+
+ private:
+  using Items = std::vector<std::shared_ptr<MailMessage>>;
+  struct Batch;
+  enum class Outcome { kStored, kFailed, kConnectionLost };
+
+  bool Store(MailMessages& messages, bool whole, bool delete_on_server, LastDownload& state);
+  size_t BatchEnd(const Items& items, size_t last) const;
+  Outcome StoreBatch(Batch& batch, const char* place);
+  void WriteBatch(Batch& batch, BinaryFile& file, std::vector<std::string>& files);
+  void DeleteOnServer(const Batch& batch);
+
+  std::shared_ptr<MailUser> account_;
+  Connection& connection_;
+  MailServer& server_;
+  ServerDeletions deletions_;
+  bool committed_ = true;
+};
+
+}  // namespace korvane

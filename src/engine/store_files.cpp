@@ -1,0 +1,26 @@
+#include "engine/store_files.h"
+
+#include <filesystem>
+
+#include "frame/files.h"
+
+namespace korvane {
+
+bool SyncFiles(const std::vector<std::string>& files) {
+  std::string synced;
+  for (const std::string& file : files) {
+    if (!SyncFile(file)) return false;
+    std::string directory = std::filesystem::path(file).parent_path().string();
+    if (directory == synced) continue;
+    if (!SyncDirectory(directory)) return false;
+    synced = std::move(directory);
+  }
+  return true;
+}
+
+void RemoveFiles(std::vector<std::string>& files) {
+  for (const std::string& file : files) RemoveFile(file);
+  files.clear();
+}
+
+}  // namespace korvane
