@@ -54,6 +54,7 @@ class BasicInterface : public Object, public ErrorState {
 
  private:
   void Guard();
+  void TakeError(bool by_unique_id);
 
   bool initialised_ = false;
   bool connected_ = false;

@@ -65,9 +65,10 @@ class WebInterface : public Object, public ErrorState {
   std::shared_ptr<MailMessage> NewMessage(const std::string& sMsgSeparator = "");
   bool BackgroundClean();
 
-  /// For the command line and the site: the account object and the POP3 client behind this facade.
+  /// For the command line and the site: what stands behind this facade.
   const std::shared_ptr<MailUser>& Account() const { return account_; }
   const std::shared_ptr<korvane::MailServer>& Server() const { return server_; }
+  const std::shared_ptr<MailEngine>& Engine() const { return engine_; }
 
  private:
   void Guard();
