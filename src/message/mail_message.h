@@ -133,13 +133,19 @@ class MailMessage : public Object, public ErrorState {
   const ContentFields& Fields() const { return fields_; }
   const std::shared_ptr<MultipartEntity>& Entity() const { return entity_; }
   const std::vector<std::shared_ptr<UUAtcmt>>& UUFiles() const { return uu_files_; }
+  /// The text of a message that is text itself; uuencoded blocks that were found in it included.
   const std::string& BodyText() const { return body_text_; }
 
  private:
+  void BindToServer(std::shared_ptr<MailUser> account, int32_t number, int32_t size,
+                    std::string_view uidl);
+  void DropBody();
   size_t TakeHeader(std::string_view text);
   void TakeWhole(std::string_view text);
-  bool WriteRecord(BinaryFile& file, const StoreOptions& options,
-                   std::vector<std::string>& written);
+  std::string* FieldNamed(std::string_view name, bool& holds_addresses);
+  void FindUUFiles();
+  std::string TextWithoutUUFiles() const;
+  bool WriteRecord(BinaryFile& file, std::vector<std::string>& written);
   bool SyncRecord(BinaryFile& file, int64_t position, const std::vector<std::string>& written);
   bool FillRow(Recordset& row, const StoreOptions& options, int64_t position);
   bool ReadRecord(RecordReader& reader);
@@ -176,6 +182,7 @@ class MailMessage : public Object, public ErrorState {
   std::string body_text_;
   std::shared_ptr<MultipartEntity> entity_;
   std::vector<std::shared_ptr<UUAtcmt>> uu_files_;
+  std::vector<UUBlock> uu_blocks_;  ///< where the first of uu_files_ lie in body_text_
   bool has_uu_list_ = false;
   int32_t last_uu_number_ = 0;
   std::shared_ptr<MailAttachments> attachments_;

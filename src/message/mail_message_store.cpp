@@ -58,7 +58,7 @@ bool MailMessage::StoreRecordAndRow(Recordset& row, BinaryFile& file, const Stor
     const int64_t end = file.Length() + 1;
     if (end >= 1 && end <= kLastPosition && file.Seek(end)) {
       position = end;
-      if (!WriteRecord(file, options, attachments) ||
+      if (!WriteRecord(file, attachments) ||
           !(options.sync ? SyncRecord(file, end, attachments) : file.Flush())) {
         UndoStoredRecord(file, end, attachments);
         position = -1;
@@ -85,8 +85,7 @@ bool MailMessage::StoreRecordAndRow(Recordset& row, BinaryFile& file, const Stor
   return stored;
 }
 
-bool MailMessage::WriteRecord(BinaryFile& file, const StoreOptions& options,
-                              std::vector<std::string>& written) {
+bool MailMessage::WriteRecord(BinaryFile& file, std::vector<std::string>& written) {
   RecordWriter writer(file);
   writer.Int32(kRecordVersion);
   writer.Int32(entity_ ? 1 : 0);
@@ -109,17 +108,21 @@ bool MailMessage::WriteRecord(BinaryFile& file, const StoreOptions& options,
   WriteContentClass(writer, fields_);
   writer.Text(original_header_);
   writer.Text(uidl_);
-  writer.Text(body_text_);
+  // Without a folder for attachments nothing is written there, and it is the page that writes the
+  // files of a message composed here. A uuencoded file leaves the text once it is written, so the
+  // files come before the text.
+  const bool files = account_ && !account_->PathAtcmts().empty();
+  for (size_t i = 0; i < uu_blocks_.size(); ++i) {
+    if (!uu_files_[i]->SaveUUFile(id_, nullptr, files, &written)) return false;
+  }
+  writer.Text(uu_blocks_.empty() ? body_text_ : TextWithoutUUFiles());
   writer.Int32(GetLastError());
   writer.Text(GetLastErrorDesc());
   if (!writer.Ok()) return false;
 
-  // Without a folder for attachments nothing is written there, and it is the page that writes the
-  // files of a message composed here.
-  const bool files = account_ && !account_->PathAtcmts().empty();
   if (entity_) return entity_->SaveEntityFiles(id_, &writer, files, &written) && writer.Ok();
   for (const auto& uu : uu_files_) {
-    if (!uu->SaveUUFile(id_, &writer, files && !options.local, &written)) return false;
+    if (!uu->SaveUUFile(id_, &writer, false, nullptr)) return false;
   }
   return writer.Ok();
 }
@@ -177,6 +180,7 @@ bool MailMessage::LoadRecord(std::shared_ptr<MailUser> account, int32_t id, Bina
   id_ = id;
   entity_.reset();
   uu_files_.clear();
+  uu_blocks_.clear();
   has_uu_list_ = false;
   last_uu_number_ = 0;
   attachments_.reset();

@@ -21,12 +21,21 @@ struct ContentFields {
   EContentTransferEncoding encoding = EContentTransferEncoding::T7Bit;
   EContentDisposition disposition_kind = EContentDisposition::ContDisp_Default;
 
-  /// Takes a decoded field value when `name` (lower case) is one of the five; a later one wins.
-  bool Take(std::string_view name, std::string_view value);
+  /// The text of the five that has this name (lower case), null when none has.
+  std::string* Named(std::string_view name);
 
   /// Fills the five classified values from the five texts. `parent` is the enclosing multipart's
-  /// subtype, PredNotImportant at the root.
+  /// subtype, PredNotImportant at the root. A value that a text says nothing about stays.
   void Classify(EEntitySubType parent);
+
+  /// Makes it plain text to be shown as it stands, whatever the texts say.
+  void BecomePlainText(EContentDisposition kind);
+
+  /// The name of the file: that of the disposition, else that of the content type, bare; "" when
+  /// neither has one.
+  std::string FileName() const;
+  /// The file name, or one that goes with the type.
+  std::string FileNameOrDefault() const;
 };
 
 }  // namespace korvane

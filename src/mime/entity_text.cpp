@@ -1,5 +1,7 @@
 // The text to show of an entity: which parts, in which order, which of the alternatives.
+#include "frame/code_page.h"
 #include "frame/error_numbers.h"
+#include "frame/files.h"
 #include "mime/body_text.h"
 #include "mime/multipart_entity.h"
 
@@ -69,7 +71,18 @@ bool MultipartEntity::TextOfPart(std::string& text, ETextAlternativeType alterna
     SetError(error::WrongAlternative);
     return false;
   }
-  AppendBodyText(text, data_, fields_.subtype, format);
+  if (is_attachment_) {
+    // Its content is the sender's bytes; once stored, those of its file alone.
+    std::string bytes;
+    if (!freshly_parsed_ && !ReadWholeFile(FilePath(), bytes)) {
+      SetError(error::EntityTextNotRead);
+      return false;
+    }
+    AppendBodyText(text, ToUtf8(freshly_parsed_ ? data_ : std::move(bytes)), fields_.subtype,
+                   format);
+  } else {
+    AppendBodyText(text, data_, fields_.subtype, format);
+  }
   text += separator;
   return true;
 }

@@ -25,6 +25,8 @@ class MailAttachments : public Object, public ErrorState {
                            const std::vector<std::shared_ptr<UUAtcmt>>& files);
 
  private:
+  void ListEntities(const std::shared_ptr<MultipartEntity>& entity);
+
   KeyedCollection<MailAttachment> items_;
 };
 

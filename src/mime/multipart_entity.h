@@ -33,11 +33,10 @@ class MultipartEntity : public Object, public ErrorState {
   /// Related reference: how HTML can refer to a part of a multipart/related.
   enum class Reference : int32_t { kNone = 0, kContentId, kLocation, kFileName, kTypeName };
 
-  /// What the parse of one message shares: the whole text, the account and the running number.
-  struct ParseContext;
-
-  /// The three ways to build an entity. `body` is the range of the raw text; `counter` numbers the
-  /// entities in document order, the root having 0.
+  /// The three ways to build an entity. `body` begins at the blank line behind the message's
+  /// header, `range` at the line end of a delimiter line; both end with the part. `counter` is the
+  /// last number given: the root has 0, its parts count on from there in document order. Errors
+  /// 1014 and 1015, or 1030 when there is no part; 1017; 1016.
   bool InitMultipartRoot(const ContentFields& fields, std::shared_ptr<MailUser> account,
                          int32_t& counter, std::string_view body);
   bool InitSinglePartRoot(const ContentFields& fields, std::shared_ptr<MailUser> account,
@@ -52,16 +51,22 @@ class MultipartEntity : public Object, public ErrorState {
   const std::string& NameOnServer() const { return name_on_server_; }
   EEntitySubType ParentSubType() const { return parent_subtype_; }
   Reference RelatedReference() const { return related_reference_; }
-  /// The decoded body. Text that is no attachment is UTF-8, everything else bytes.
+  /// The decoded body. Text that is no attachment is UTF-8, everything else bytes. Of an attachment
+  /// that was read back it is empty: its content is in its file.
   const std::string& Data() const { return data_; }
+  /// False when this was read back from a record.
+  bool IsFreshlyParsed() const { return freshly_parsed_; }
+  /// Where the attachment's file is kept; "" when it has none.
+  std::string FilePath() const;
   const std::vector<std::shared_ptr<MultipartEntity>>& Children() const { return children_; }
 
   /// True when this entity or one below it is an attachment.
   bool HasAttachments() const;
 
-  /// Names the whole tree for the message, writes the attachment files (with `write_files`), rewrites
-  /// the links of related parts, and writes the entity blocks to `store` when it is not null. Paths
-  /// of files that were written are appended to `written`. Error 1028.
+  /// Names the whole tree for the message, rewrites the links of related parts and writes the
+  /// attachment files (with `write_files`, and only freshly parsed content), and writes the entity
+  /// blocks to `store` when it is not null. Paths of files that were written are appended to
+  /// `written`; they are not synced. It may be called again under another number. Error 1028.
   bool SaveEntityFiles(int32_t message_id, RecordWriter* store, bool write_files,
                        std::vector<std::string>* written = nullptr);
 
@@ -78,6 +83,25 @@ class MultipartEntity : public Object, public ErrorState {
                       bool only_if_correct, std::string_view separator, bool exit_on_first_find);
   bool TextOfAlternative(std::string& text, ETextAlternativeType alternative, ETextFormat format,
                          bool only_if_correct, std::string_view separator);
+  /// A place in data_ that refers to a part of the same multipart/related.
+  struct Link {
+    size_t begin;
+    size_t end;
+    bool bare;  ///< an attribute's value without quotes, which the new one needs
+    std::weak_ptr<MultipartEntity> target;
+  };
+
+  Reference FindRelatedReference() const;
+  bool DecideAttachment() const;
+  void DecodeBody(std::string_view body);
+  void BecomePlainText(std::string_view body);
+  void NameFiles(int32_t message_id, bool keep);
+  void RewriteLinks(bool rewrite);
+  bool SaveTree(RecordWriter* store, bool write_files, std::vector<std::string>* written);
+  bool WriteFile(std::vector<std::string>* written);
+  void WriteBlock(RecordWriter& store) const;
+  bool LoadTree(const std::shared_ptr<MailUser>& account, int32_t& counter, RecordReader& store,
+                int32_t depth);
 
   std::shared_ptr<MailUser> account_;
   int32_t entity_number_ = -1;
@@ -90,6 +114,8 @@ class MultipartEntity : public Object, public ErrorState {
   Reference related_reference_ = Reference::kNone;
   bool freshly_parsed_ = false;  ///< data_ is the sender's content, not what a record held
   std::string data_;
+  std::vector<Link> links_;
+  std::string unlinked_html_;  ///< data_ before its links were rewritten; empty when they are not
   std::vector<std::shared_ptr<MultipartEntity>> children_;
 };
 
