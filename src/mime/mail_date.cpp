@@ -223,6 +223,9 @@ std::string ParseMailDate(std::string_view value, bool first_moment, bool apply_
                           bool& guessed) {
   const ReceivedDateText received = SplitReceivedDate(value);
   std::string form = NormaliseMailDate(received.date);
+  // Without a time the last token may be the year: taken for a zone it would move the date by
+  // nearly a day.
+  const bool ends_with_year = form[kHour.at] == '?' && Number(received.zone).has_value();
   const std::string_view filling = first_moment ? "01/01/0001 00:00:00" : "31/12/9999 23:59:59";
   guessed = false;
   for (size_t i = 0; i < form.size(); ++i) {
@@ -235,7 +238,9 @@ std::string ParseMailDate(std::string_view value, bool first_moment, bool apply_
 
   int32_t hours = 0;
   int32_t minutes = 0;
-  if (apply_zone && ParseZone(received.zone, hours, minutes)) ShiftToGmt(form, hours, minutes);
+  if (apply_zone && !ends_with_year && ParseZone(received.zone, hours, minutes)) {
+    ShiftToGmt(form, hours, minutes);
+  }
   return form;
 }
 
