@@ -4,9 +4,10 @@
 #include <utility>
 
 #include "facade/mail_user.h"
+#include "frame/database_values.h"
 #include "frame/error_numbers.h"
+#include "message/row_text.h"
 #include "mime/mail_date.h"
-#include "pop3/column_text.h"
 #include "pop3/mail_server.h"
 #include "pop3/received_time.h"
 
@@ -16,8 +17,8 @@ struct MailServer::Wanted {
   Wanted(std::string_view received_text, std::string_view id_text, const MessageTraits* row)
       : received(received_text),
         message_id(id_text),
-        received_undone(UndoDoubledQuotes(received_text)),
-        id_undone(UndoDoubledQuotes(id_text)),
+        received_undone(UndoubledQuotes(received_text)),
+        id_undone(UndoubledQuotes(id_text)),
         traits(row),
         time(WantedTime(received_undone).text) {}
 
@@ -26,10 +27,13 @@ struct MailServer::Wanted {
   bool Fits(const MailMessage& message) const {
     const std::string& its_received = message.Received();
     const std::string& its_id = message.MessageID();
-    if (its_received != received && its_received != received_undone) return false;
+    if (its_received != received && its_received != received_undone &&
+        StorableText(RowText(its_received)) != received) {
+      return false;
+    }
     // The column may hold only the beginning of the identifier.
     if (its_id != message_id && its_id != id_undone &&
-        ColumnText(its_id, kMessageIdColumn) != message_id) {
+        RowText(its_id, kMessageIdCharacters) != message_id) {
       return false;
     }
     return !WithoutTexts() || !traits || traits->Fit(message);

@@ -3,10 +3,17 @@
 #include "facade/mail_user.h"
 #include "frame/sql_text.h"
 #include "message/mail_message.h"
-#include "pop3/column_text.h"
+#include "message/row_text.h"
 #include "pop3/message_traits.h"
 
 namespace korvane {
+namespace {
+
+/// Messages whose rows were compacted away while they still lay on the server. A site's own
+/// database may lack the table.
+constexpr std::string_view kDeletedMessages = "messaggi_eliminati";
+
+}  // namespace
 
 KnownMessages::KnownMessages(Connection& connection, const MailUser& account)
     : connection_(connection), account_(account) {}
@@ -14,23 +21,27 @@ KnownMessages::KnownMessages(Connection& connection, const MailUser& account)
 KnownMessages::Answer KnownMessages::LookUp(const MailMessage& message) {
   const std::string& received = message.Received();
   const std::string& message_id = message.MessageID();
-  Answer answer = Ask(received, message_id, message);
+  Answer answer = Ask("mail", received, message_id, message);
   if (answer != Answer::kNew) return answer;
   // The columns hold apostrophes doubled and texts cut; the statement above asks for neither.
-  const std::string stored_received = ColumnText(received, kUnlimitedColumn);
-  const std::string stored_id = ColumnText(message_id, kMessageIdColumn);
+  const std::string stored_received = RowText(received);
+  const std::string stored_id = RowText(message_id, kMessageIdCharacters);
   if (stored_received != received || stored_id != message_id) {
-    answer = Ask(stored_received, stored_id, message);
+    answer = Ask("mail", stored_received, stored_id, message);
+    if (answer != Answer::kNew) return answer;
   }
-  return answer;
+  if (!has_deleted_) has_deleted_ = connection_.HasTable(kDeletedMessages);
+  return *has_deleted_ ? Ask(kDeletedMessages, stored_received, stored_id, message) : answer;
 }
 
-KnownMessages::Answer KnownMessages::Ask(const std::string& received, const std::string& message_id,
+KnownMessages::Answer KnownMessages::Ask(std::string_view table, const std::string& received,
+                                         const std::string& message_id,
                                          const MailMessage& message) {
-  const auto rows = connection_.Execute(
-      "SELECT * FROM mail WHERE id_utente=" + std::to_string(account_.UserId()) +
-      " AND id_server=" + std::to_string(account_.AccountId()) + " AND campo_received='" +
-      DoubleQuotes(received) + "' AND campo_MessageId='" + DoubleQuotes(message_id) + "'");
+  const auto rows = connection_.Execute("SELECT * FROM " + std::string(table) +
+                                        " WHERE id_utente=" + std::to_string(account_.UserId()) +
+                                        " AND id_server=" + std::to_string(account_.AccountId()) +
+                                        " AND campo_received='" + DoubleQuotes(received) +
+                                        "' AND campo_MessageId='" + DoubleQuotes(message_id) + "'");
   const bool without_texts = received.empty() && message_id.empty();
   for (; !rows->Eof(); rows->MoveNext()) {
     if (without_texts && !MessageTraits::OfRow(*rows, account_).Fit(message)) continue;

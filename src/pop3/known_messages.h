@@ -1,6 +1,7 @@
-// Which messages of the account the table "mail" already knows.
+// Which messages of the account the store already knows, those included that were deleted in it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,11 +25,12 @@ class KnownMessages {
   Answer LookUp(const MailMessage& message);
 
  private:
-  Answer Ask(const std::string& received, const std::string& message_id,
+  Answer Ask(std::string_view table, const std::string& received, const std::string& message_id,
              const MailMessage& message);
 
   Connection& connection_;
   const MailUser& account_;
+  std::optional<bool> has_deleted_;
 };
 
 }  // namespace korvane

@@ -6,9 +6,9 @@
 
 #include "facade/mail_user.h"
 #include "message/mail_message.h"
+#include "message/row_text.h"
 #include "mime/header_fields.h"
 #include "mime/mail_date.h"
-#include "pop3/column_text.h"
 #include "pop3/received_time.h"
 
 namespace korvane {
@@ -45,8 +45,8 @@ MessageTraits MessageTraits::OfRow(const Recordset& row, const MailUser& account
 }
 
 bool MessageTraits::Fit(const MailMessage& message) const {
-  if (ColumnText(message.From(), kSenderColumn) != sender ||
-      ColumnText(message.Subject(ETextFormat::TextFormat_Normal), kSubjectColumn) != subject) {
+  if (RowText(message.From(), kSenderCharacters) != sender ||
+      RowText(message.Subject(ETextFormat::TextFormat_Normal), kSubjectCharacters) != subject) {
     return false;
   }
   if (size != 0 && message.Size() != 0 && size != message.Size()) return false;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "facade/mail_user.h"
+#include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "mime/mail_date.h"
 #include "pop3/known_messages.h"
@@ -90,7 +91,8 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
   }
   if (progress_) progress_(looked_at, total, taken);
   return true;
-} catch (const DatabaseError&) {
+} catch (const DatabaseError& fault) {
+  WriteDebugLog(user_->DebugMode(), user_->PathLog(), "MailServer.Select", fault.what());
   SetError(error::DatabaseFault);
   return true;
 }
