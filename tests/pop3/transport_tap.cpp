@@ -1,0 +1,34 @@
+#include "pop3/transport_tap.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+
+#include "Tarsel_MailConversions.h"
+
+namespace {
+
+using korvane::test::TransportTap;
+
+template <class Function>
+Function Real(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+int32_t MPsend(int32_t socket, const char* bytes, int32_t count) {
+  static const auto real = Real<decltype(&MPsend)>("MPsend");
+  if (TransportTap::sends_left == 0) return 0;
+  if (TransportTap::sends_left > 0) --TransportTap::sends_left;
+  TransportTap::sent.append(bytes, static_cast<size_t>(count));
+  return real(socket, bytes, count);
+}
+
+int32_t MPrecv(int32_t socket, char* buffer, int32_t capacity) {
+  static const auto real = Real<decltype(&MPrecv)>("MPrecv");
+  TransportTap::capacity = capacity;
+  const int32_t count = real(socket, buffer, std::min(capacity, TransportTap::piece));
+  TransportTap::longest_block = std::max(TransportTap::longest_block, count);
+  return count;
+}

@@ -1,0 +1,31 @@
+// Stands between the client and the real sockets: hands received bytes on in pieces of a chosen
+// size and lets sends fail, so that a test decides where a block ends. The program's own MPsend and
+// MPrecv come before those of the companion library, which they call.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <string>
+
+namespace korvane::test {
+
+struct TransportTap {
+  /// The most bytes that one receive hands on.
+  static inline int32_t piece = std::numeric_limits<int32_t>::max();
+  /// So many sends go through, then they fail; below 0 all go through.
+  static inline int32_t sends_left = -1;
+  /// The last capacity that the client offered, and the longest block it was given.
+  static inline int32_t capacity = 0;
+  static inline int32_t longest_block = 0;
+  /// Everything sent, as it went out.
+  static inline std::string sent;
+
+  static void Reset() {
+    piece = std::numeric_limits<int32_t>::max();
+    sends_left = -1;
+    capacity = longest_block = 0;
+    sent.clear();
+  }
+};
+
+}  // namespace korvane::test
