@@ -304,6 +304,7 @@ struct UserLock::State {
 // processes do, and a holder that dies gives it up. The lock file is never removed, because whoever
 // waits for it would then hold a lock that nobody else sees.
 UserLock::UserLock(const std::string& message_file) : state_(std::make_unique<State>()) {
+  if (message_file.empty()) return;  // there is no such file to lock
   const int fd =
       OpenRetrying((message_file + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK, kOwnerOnly);
   if (fd < 0) return;

@@ -25,7 +25,8 @@ std::string FoldedKey(std::string_view key) {
   return Folded(key);
 }
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+// A carriage return counts: an editor may have left two before a line feed.
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
 void SkipBlanks(std::string_view text, size_t& i) {
   while (i < text.size() && IsBlank(text[i])) ++i;
@@ -39,7 +40,7 @@ size_t LineAfter(std::string_view text, size_t i) {
 
 std::string_view WithoutLineEnd(std::string_view line) {
   if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
-  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
   return line;
 }
 

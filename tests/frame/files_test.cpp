@@ -1,0 +1,260 @@
+#include "frame/files.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include "support/temp_folder.h"
+
+namespace korvane {
+namespace {
+
+using test::TempFolder;
+
+mode_t ModeOf(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+size_t FilesIn(const std::string& folder) {
+  size_t count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder)) ++count;
+  return count;
+}
+
+// Files may not grow beyond `bytes` in this scope: as on a full disk, a write then fails.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &old_);
+    const rlimit limit = {bytes, old_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &old_); }
+
+ private:
+  rlimit old_{};
+};
+
+TEST(WholeFile, IsWrittenForItsOwnerOnlyAndReadBack) {
+  const TempFolder folder;
+  const std::string path = folder / "file";
+  std::string data = "with a\0NUL";
+  data += std::string(300'000, 'x');
+  ASSERT_TRUE(WriteWholeFile(path, data, true));
+  EXPECT_EQ(ModeOf(path), mode_t{0600});
+  std::string back;
+  EXPECT_TRUE(ReadWholeFile(path, back));
+  EXPECT_EQ(back, data);
+}
+
+TEST(WholeFile, AReplacedFileKeepsItsRights) {
+  const TempFolder folder;
+  const std::string path = folder / "file";
+  ASSERT_TRUE(WriteWholeFile(path, "old"));
+  chmod(path.c_str(), 0640);
+  ASSERT_TRUE(WriteWholeFile(path, "new"));
+  EXPECT_EQ(ModeOf(path), mode_t{0640});
+}
+
+TEST(WholeFile, TheLongestNameThatTheSystemAllowsCanBeWritten) {
+  const TempFolder folder;
+  EXPECT_TRUE(WriteWholeFile(folder / std::string(255, 'n'), "data"));
+  EXPECT_EQ(FilesIn(folder.path()), 1u);
+}
+
+TEST(WholeFile, AFailedWriteLeavesTheOldFileAndNothingElse) {
+  const TempFolder folder;
+  const std::string path = folder / "file";
+  ASSERT_TRUE(WriteWholeFile(path, "old"));
+  {
+    const FileSizeLimit limit(1000);
+    EXPECT_FALSE(WriteWholeFile(path, std::string(5000, 'x')));
+  }
+  std::string back;
+  EXPECT_TRUE(ReadWholeFile(path, back));
+  EXPECT_EQ(back, "old");
+  EXPECT_EQ(FilesIn(folder.path()), 1u);
+}
+
+TEST(WholeFile, AMissingFolderOrAFolderInItsPlaceIsAFailure) {
+  const TempFolder folder;
+  EXPECT_FALSE(WriteWholeFile(folder / "no/such/file", "data"));
+  std::string data = "before";
+  EXPECT_FALSE(ReadWholeFile(folder / "missing", data));
+  EXPECT_EQ(data, "");
+  EXPECT_FALSE(ReadWholeFile(folder.path(), data));
+  std::filesystem::create_directory(folder / "folder");
+  EXPECT_FALSE(WriteWholeFile(folder / "folder", "data"));
+  EXPECT_EQ(FilesIn(folder.path()), 1u);
+}
+
+TEST(WholeFile, APipeInItsPlaceDoesNotStopTheCaller) {
+  const TempFolder folder;
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  std::string data;
+  EXPECT_FALSE(ReadWholeFile(folder / "pipe", data));
+}
+
+TEST(WholeFile, RemovingWhatIsNotThereIsNoFailure) {
+  const TempFolder folder;
+  ASSERT_TRUE(WriteWholeFile(folder / "file", "data"));
+  EXPECT_TRUE(RemoveFile(folder / "file"));
+  EXPECT_FALSE(FileExists(folder / "file"));
+  EXPECT_TRUE(RemoveFile(folder / "file"));
+}
+
+TEST(BinaryFile, PositionsCountFromOneAndAppendingIsOnePastTheEnd) {
+  const TempFolder folder;
+  BinaryFile file;
+  ASSERT_TRUE(file.Open(folder / "file", BinaryFile::Mode::kReadWrite));
+  EXPECT_EQ(file.Length(), 0);
+  EXPECT_EQ(file.Position(), 1);
+  EXPECT_TRUE(file.Write("hello"));
+  EXPECT_EQ(file.Length(), 5) << "what is gathered counts";
+  EXPECT_EQ(file.Position(), 6);
+  EXPECT_TRUE(file.Seek(2));
+  char buffer[3];
+  EXPECT_TRUE(file.Read(buffer, 3));
+  EXPECT_EQ(std::string(buffer, 3), "ell");
+  EXPECT_FALSE(file.Seek(0));
+  EXPECT_EQ(file.ReadSome(buffer, 3), 1);
+  EXPECT_FALSE(file.Read(buffer, 1));
+  EXPECT_EQ(ModeOf(folder / "file"), mode_t{0600});
+}
+
+TEST(BinaryFile, SmallAndLargePiecesInAnyOrderGiveTheSameBytes) {
+  const TempFolder folder;
+  BinaryFile file;
+  ASSERT_TRUE(file.Open(folder / "file", BinaryFile::Mode::kReadWrite));
+  std::string expected;
+  for (const size_t size : {1u, 70'000u, 3u, 65'536u, 65'535u, 2u, 200'000u, 0u, 5u}) {
+    const std::string piece(size, static_cast<char>('a' + expected.size() % 26));
+    EXPECT_TRUE(file.Write(piece));
+    expected += piece;
+  }
+  // Back into the middle, over what is still gathered as well as over what is written.
+  for (const size_t at : {expected.size() - 3, size_t{10}, size_t{70'000}}) {
+    EXPECT_TRUE(file.Seek(static_cast<int64_t>(at) + 1));
+    EXPECT_TRUE(file.Write("XY"));
+    expected.replace(at, 2, "XY");
+  }
+  std::string back(expected.size(), '\0');
+  EXPECT_TRUE(file.Seek(1));
+  EXPECT_TRUE(file.Read(back.data(), 7));
+  EXPECT_TRUE(file.Read(back.data() + 7, back.size() - 7));
+  EXPECT_EQ(back, expected);
+  file.Close();
+  EXPECT_TRUE(ReadWholeFile(folder / "file", back));
+  EXPECT_EQ(back, expected);
+}
+
+TEST(BinaryFile, AFullDiskIsAFailureThatACutForgets) {
+  const TempFolder folder;
+  BinaryFile file;
+  ASSERT_TRUE(file.Open(folder / "file", BinaryFile::Mode::kReadWrite));
+  ASSERT_TRUE(file.Write("kept"));
+  ASSERT_TRUE(file.Flush());
+  {
+    const FileSizeLimit limit(1000);
+    EXPECT_TRUE(file.Write(std::string(5000, 'x'))) << "only gathered yet";
+    EXPECT_FALSE(file.Flush());
+    EXPECT_FALSE(file.Write("more"));
+    EXPECT_FALSE(file.Sync());
+    EXPECT_TRUE(file.Truncate(4));
+    EXPECT_EQ(file.Position(), 5);
+    EXPECT_TRUE(file.Write("!"));
+    EXPECT_TRUE(file.Sync());
+  }
+  std::string back;
+  EXPECT_TRUE(ReadWholeFile(folder / "file", back));
+  EXPECT_EQ(back, "kept!");
+}
+
+TEST(BinaryFile, WhatWasNeverOpenedFailsAtEverything) {
+  BinaryFile file;
+  char buffer[1];
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_EQ(file.Length(), -1);
+  EXPECT_FALSE(file.Seek(1));
+  EXPECT_FALSE(file.Write("x"));
+  EXPECT_FALSE(file.Flush());
+  EXPECT_FALSE(file.Truncate(0));
+  EXPECT_EQ(file.ReadSome(buffer, 1), -1);
+  EXPECT_FALSE(file.Open("/no/such/folder/file", BinaryFile::Mode::kReadWrite));
+}
+
+TEST(UserLock, ExcludesOtherThreads) {
+  const TempFolder folder;
+  std::atomic<int> inside{0};
+  std::atomic<int> most{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int k = 0; k < 50; ++k) {
+        const UserLock lock(folder / "7_Messaggi.dat");
+        EXPECT_TRUE(lock.Held());
+        most = std::max(most.load(), ++inside);
+        std::this_thread::yield();
+        --inside;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(most, 1);
+}
+
+TEST(UserLock, AHolderThatDiesGivesItUp) {
+  const TempFolder folder;
+  const std::string path = folder / "7_Messaggi.dat";
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    const UserLock lock(path);
+    const char held = lock.Held() ? 'y' : 'n';
+    (void)!write(ready[1], &held, 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    _exit(0);  // without the destructor
+  }
+  char held = 0;
+  ASSERT_EQ(read(ready[0], &held, 1), 1);
+  ASSERT_EQ(held, 'y');
+  const auto before = std::chrono::steady_clock::now();
+  const UserLock lock(path);
+  EXPECT_TRUE(lock.Held());
+  EXPECT_GT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50))
+      << "it has to wait for the other process";
+  int status = 0;
+  waitpid(child, &status, 0);
+  close(ready[0]);
+  close(ready[1]);
+}
+
+TEST(UserLock, TwoUsersDoNotWaitForEachOther) {
+  const TempFolder folder;
+  const UserLock first(folder / "7_Messaggi.dat");
+  const UserLock second(folder / "8_Messaggi.dat");
+  EXPECT_TRUE(first.Held());
+  EXPECT_TRUE(second.Held());
+}
+
+TEST(UserLock, WithoutAFolderOrAFileNameThereIsNoLock) {
+  const TempFolder folder;
+  EXPECT_FALSE(UserLock(folder / "missing/7_Messaggi.dat").Held());
+  EXPECT_FALSE(UserLock("").Held());
+}
+
+}  // namespace
+}  // namespace korvane
