@@ -14,7 +14,7 @@ std::string UserFile(const std::string& path_messages, int32_t user_id, std::str
 
 // One MIME part's block; how many parts follow below it.
 int32_t SkipEntityBlock(RecordReader& reader) {
-  constexpr int64_t kSmallestBlock = 80;
+  constexpr int64_t kSmallestBlock = 78;
   if (reader.Int32() != 1) reader.Fail();
   const int32_t children = reader.Int32();
   if (children < 0 || children > reader.Remaining() / kSmallestBlock) reader.Fail();
