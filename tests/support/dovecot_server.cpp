@@ -197,7 +197,9 @@ void DovecotServer::WriteConfiguration() {
       owner + " gid=" + group + " home=" +
       folder_ /
           "mail/%u\n}\n"
-          "service anvil {\n  chroot =\n}\n"
+          "service anvil {\n  chroot =\n"
+          // No waiting after wrong passwords.
+          "  unix_listener anvil-auth-penalty {\n    mode = 0\n  }\n}\n"
           "service pop3-login {\n  chroot =\n"
           "  inet_listener pop3 {\n    port = " +
       std::to_string(port_) +

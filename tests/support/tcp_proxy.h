@@ -25,11 +25,12 @@ class TcpProxy {
   void Target(int port) { target_ = port; }
 
   struct Fault {
-    int64_t cut_after_bytes = -1;        ///< of what the server sends on one connection
-    int cut_at_command = 0;              ///< the n-th command (from 1) is not passed on
-    int cut_before_reply = 0;            ///< the n-th command is passed on, its reply is not
-    std::string cut_at_verb;             ///< as cut_at_command, for the first line that starts so
-    std::string cut_before_reply_to;     ///< as cut_before_reply, for the first line that starts so
+    int64_t cut_after_bytes = -1;  ///< of what the server sends on one connection
+    int cut_at_command = 0;        ///< the n-th command (from 1) is not passed on
+    int cut_before_reply = 0;      ///< the n-th command is passed on, its reply is not
+    std::string cut_at_verb = {};  ///< as cut_at_command, for the first line that starts so
+    std::string cut_before_reply_to =
+        {};                              ///< as cut_before_reply, for the first line that starts so
     std::chrono::milliseconds delay{0};  ///< before each block from the server
   };
   void Set(Fault fault);
