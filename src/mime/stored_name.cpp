@@ -20,14 +20,19 @@ constexpr std::string_view kRefused = "/\\";
 #endif
 
 // Sorted. Servers are commonly set up to run each of these by its extension alone.
-constexpr std::array<std::string_view, 38> kRunnable = {
-    "asa",   "ascx", "ashx", "asmx", "asp",   "aspx", "axd",  "cer",  "cfc",  "cfm",
-    "cgi",   "do",   "fcgi", "htr",  "jhtml", "jsp",  "jspf", "jspx", "lua",  "phar",
-    "php",   "php2", "php3", "php4", "php5",  "php6", "php7", "php8", "phps", "pht",
-    "phtml", "pl",   "py",   "rb",   "rhtml", "sh",   "shtm", "shtml"};
+constexpr std::array kRunnable = std::to_array<std::string_view>(
+    {"asa",  "asax",  "ascx", "ashx",   "asmx",  "asp",   "aspx",   "axd",   "cer", "cfc",
+     "cfm",  "cfml",  "cgi",  "cshtml", "do",    "fcgi",  "htr",    "jhtml", "jsp", "jspf",
+     "jspx", "lua",   "phar", "pht",    "phtm",  "phtml", "pl",     "plx",   "py",  "pyc",
+     "rb",   "rhtml", "sh",   "shtm",   "shtml", "stm",   "vbhtml", "wsgi"});
 
 bool IsRunnable(std::string_view extension) {
-  return std::binary_search(kRunnable.begin(), kRunnable.end(), LowerCase(extension));
+  const std::string lower = LowerCase(TrimBlanks(extension));
+  if (lower.starts_with("php")) {  // php, php5, php74, phps
+    const std::string_view kind = std::string_view(lower).substr(3);
+    return kind.size() <= 1 || kind.find_first_not_of("0123456789") == kind.npos;
+  }
+  return std::binary_search(kRunnable.begin(), kRunnable.end(), lower);
 }
 
 std::string WithoutRefused(std::string_view name) {
