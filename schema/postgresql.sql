@@ -8,7 +8,7 @@
 BEGIN;
 
 CREATE COLLATION IF NOT EXISTS senza_maiuscole
-  (provider = icu, locale = 'und-u-ks-level2', deterministic = false);
+  (provider = icu, locale = 'und-u-ks-level1', deterministic = false);
 
 CREATE TABLE IF NOT EXISTS schema_version (
   version INTEGER NOT NULL PRIMARY KEY

@@ -1,6 +1,8 @@
 // Connections to the engines that OpenDatabase knows.
 #include "frame/database.h"
 
+#include <optional>
+
 #include "frame/database_url.h"
 #include "frame/database_values.h"
 #include "frame/keyset_recordset.h"
@@ -15,7 +17,7 @@ class EngineConnection final : public Connection {
       : session_(std::make_shared<DatabaseSession>(std::move(driver), month_first)) {}
 
   std::shared_ptr<Recordset> Execute(const std::string& statement) override {
-    const BoundStatement bound = session_->translator.Translate(statement);
+    const BoundStatement bound = Translate(statement);
     return HoldRows(session_, session_->driver->Run(bound.text, bound.parameters));
   }
 
@@ -56,6 +58,17 @@ class EngineConnection final : public Connection {
   }
 
  private:
+  BoundStatement Translate(const std::string& statement) {
+    static constexpr std::string_view kCounted[] = {"id_utente", "id_cartella", "Cancellata"};
+    static constexpr CountTable kBoxes{"mail", kCounted, "conteggi_cartelle", "numero"};
+    auto count = session_->translator.TakeKeptCount(statement, kBoxes);
+    if (count) {
+      if (!keeps_counts_) keeps_counts_ = HasTable(kBoxes.counts);
+      if (*keeps_counts_) return *std::move(count);
+    }
+    return session_->translator.Translate(statement);
+  }
+
   [[noreturn]] static void Fail(const char* what) {
     throw DatabaseError(DatabaseError::Kind::kOther, std::string("connection: ") + what);
   }
@@ -66,6 +79,7 @@ class EngineConnection final : public Connection {
 
   std::shared_ptr<DatabaseSession> session_;
   bool in_transaction_ = false;
+  std::optional<bool> keeps_counts_;
 };
 
 std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url) {

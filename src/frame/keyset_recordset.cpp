@@ -58,7 +58,10 @@ class KeyList {
       if (used_at_) {
         LoadAll();
       } else {
-        Load(position, std::min(kKeyWindow, *top_ - position));
+        // Whether there is a row at all is asked before a jump: then one identifier will do.
+        const int64_t rest = *top_ - position;
+        const bool jump_follows = position == 0 && rest > kKeyWindow;
+        Load(position, jump_follows ? 1 : std::min(kKeyWindow, rest));
       }
     }
     return position >= first_ && position < End();
@@ -94,7 +97,9 @@ class KeyList {
 
   void LoadAll() {
     std::optional<int64_t> key;
-    if (used_at_) key = keys_[static_cast<size_t>(*used_at_ - first_)];
+    if (used_at_ && *used_at_ >= first_ && *used_at_ < End()) {
+      key = keys_[static_cast<size_t>(*used_at_ - first_)];
+    }
     Load(0, top_);
     if (!key) return;
     const auto found = std::ranges::find(keys_, *key);
@@ -495,8 +500,15 @@ std::shared_ptr<Recordset> OpenKeyset(const std::shared_ptr<DatabaseSession>& se
   for (const SelectShape::Term& term : shape.order) {
     const size_t index = FindColumn(all, term.column);
     ordered_by_key = ordered_by_key || index == *table_key;
-    order +=
-        (order.empty() ? "" : ",") + Quoted(all[index].name) + (term.descending ? " DESC" : "");
+    const std::string direction = term.descending ? " DESC" : "";
+    if (!order.empty()) order += ",";
+    if (session->driver->dialect() == Dialect::kPostgresql &&
+        all[index].kind == ColumnKind::kText && all[index].longest == 0) {
+      // An index entry there is bounded: the beginning is indexed, and to order by it first changes
+      // nothing in the order of the whole.
+      order += "left(" + Quoted(all[index].name) + ",200)" + direction + ",";
+    }
+    order += Quoted(all[index].name) + direction;
   }
   if (!ordered_by_key) {
     const bool descending = !shape.order.empty() && shape.order.front().descending;

@@ -197,6 +197,45 @@ BoundStatement StatementTranslator::Translate(std::string_view statement) const 
   return bound;
 }
 
+std::optional<BoundStatement> StatementTranslator::TakeKeptCount(std::string_view statement,
+                                                                 const CountTable& kept) const {
+  std::vector<Token> tokens = Tokenize(statement);
+  size_t at = 0;
+  const auto next_is = [&](auto&& matches) {
+    return at < tokens.size() && matches(tokens[at]) && ++at > 0;
+  };
+  const auto word = [](std::string_view text) {
+    return [text](const Token& token) { return IsWord(token, text); };
+  };
+  const auto symbol = [](char c) { return [c](const Token& token) { return IsSymbol(token, c); }; };
+
+  if (!next_is(word("SELECT")) || !next_is(word("COUNT")) || !next_is(symbol('(')) ||
+      !next_is(symbol('*')) || !next_is(symbol(')'))) {
+    return std::nullopt;
+  }
+  const size_t behind_count = at;
+  if (next_is(word("AS")) && !next_is(IsNaming)) return std::nullopt;
+  if (!next_is(word("FROM")) || !next_is(word(kept.table))) return std::nullopt;
+  const size_t table = at - 1;
+  if (!next_is(word("WHERE"))) return std::nullopt;
+  do {
+    const auto counted = [&](const Token& token) {
+      return std::ranges::any_of(kept.columns,
+                                 [&](std::string_view name) { return IsWord(token, name); });
+    };
+    const auto number = [](const Token& token) { return token.kind == Token::Kind::kNumber; };
+    if (!next_is(counted) || !next_is(symbol('='))) return std::nullopt;
+    next_is(symbol('-'));
+    if (!next_is(number)) return std::nullopt;
+  } while (next_is(word("AND")));
+  if (at != tokens.size()) return std::nullopt;
+
+  tokens[table].text = kept.counts;
+  BoundStatement rest = PutTogether(Slice(tokens, behind_count, tokens.size()));
+  rest.text = "SELECT COALESCE(SUM(" + std::string(kept.number) + "),0) " + rest.text;
+  return rest;
+}
+
 std::optional<std::string> StatementTranslator::BareTable(std::string_view statement) {
   const std::vector<Token> tokens = Tokenize(statement);
   if (tokens.size() != 1 || !IsNaming(tokens[0])) return std::nullopt;

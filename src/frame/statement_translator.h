@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,6 +48,14 @@ struct SelectShape {
   std::vector<Term> order;
 };
 
+/// A table that keeps how many rows of another have the same values in some columns.
+struct CountTable {
+  std::string_view table;  ///< whose rows are counted
+  std::span<const std::string_view> columns;
+  std::string_view counts;  ///< where their numbers are
+  std::string_view number;  ///< in this column
+};
+
 class StatementTranslator {
  public:
   explicit StatementTranslator(Dialect dialect) : dialect_(dialect) {}
@@ -55,6 +64,11 @@ class StatementTranslator {
   BoundStatement Translate(std::string_view statement) const;
   /// Nothing when the statement is no query of that shape: a join, a grouping, an expression.
   std::optional<SelectShape> TakeApart(std::string_view statement) const;
+  /// A count of rows by nothing but the columns whose numbers are kept ("SELECT COUNT(*) AS NumMail
+  /// FROM mail WHERE id_utente=7 AND id_cartella=1AND Cancellata=0") asked of the table that keeps
+  /// them; nothing for any other statement.
+  std::optional<BoundStatement> TakeKeptCount(std::string_view statement,
+                                              const CountTable& kept) const;
   /// The table's name when the statement is nothing but one.
   static std::optional<std::string> BareTable(std::string_view statement);
 
