@@ -1,0 +1,105 @@
+// The recordset contract on the two servers, and what only servers do: deadlocks, lost connections.
+#include <gtest/gtest.h>
+
+#include <barrier>
+
+#include "frame/recordset_contract.h"
+#include "support/mariadb_server.h"
+#include "support/postgres_server.h"
+
+namespace korvane::test {
+namespace {
+
+void ClaimsHold(const std::string& url) {
+  for (const Claim& claim : Claims()) {
+    SCOPED_TRACE(claim.name);
+    try {
+      Engine engine(url);
+      claim.check(engine);
+    } catch (const std::exception& fault) {
+      ADD_FAILURE() << fault.what();
+    }
+  }
+}
+
+void OneOfTwoThatWaitForEachOtherGivesWay(const std::string& url) {
+  Engine engine(url);
+  Add(*engine.connection, {.id = 1});
+  Add(*engine.connection, {.id = 2});
+  std::barrier both(2);
+  std::atomic<int> deadlocks = 0;
+  std::atomic<int> done = 0;
+  const auto work = [&](int32_t first, int32_t second) {
+    const auto connection = engine.Another();
+    try {
+      Transaction transaction(*connection);
+      const auto change = [&](int32_t id) {
+        const auto row = connection->Open(Row(id));
+        row->SetField("dimensione", id);
+        row->Update();
+      };
+      change(first);
+      both.arrive_and_wait();
+      change(second);
+      transaction.Commit();
+      ++done;
+    } catch (const DatabaseError& fault) {
+      EXPECT_EQ(fault.kind(), Kind::kDeadlock) << fault.what();
+      EXPECT_TRUE(fault.Retryable());
+      ++deadlocks;
+    }
+  };
+  std::thread other(work, 2, 1);
+  work(1, 2);
+  other.join();
+  EXPECT_EQ(deadlocks, 1);
+  EXPECT_EQ(done, 1);
+}
+
+/// `identify` asks for the session's number, `end` ends the session of that number.
+void ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(const std::string& url,
+                                                           const std::string& identify,
+                                                           const std::string& end) {
+  Engine engine(url);
+  const auto lost = engine.Another();
+  const int64_t session = Number(FirstValue(*lost, identify));
+  {
+    Transaction transaction(*lost);
+    Add(*lost, {.id = 1});
+    engine.connection->Execute(end + std::to_string(session) + (end.ends_with('(') ? ")" : ""));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(KindThrownBy([&] { Add(*lost, {.id = 2}); }), Kind::kConnectionLost);
+  }
+  EXPECT_EQ(KindThrownBy([&] { lost->Execute("SELECT MAX(id_mail) FROM mail"); }),
+            Kind::kConnectionLost);
+  EXPECT_EQ(Number(FirstValue(*engine.connection, "SELECT COUNT(*) FROM mail")), 0);
+}
+
+TEST(RecordsetOnPostgresql, TheContractHolds) {
+  PostgresServer server;
+  ClaimsHold(server.MakeDatabase("contract"));
+  OneOfTwoThatWaitForEachOtherGivesWay(server.Url("contract"));
+  ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(
+      server.Url("contract"), "SELECT pg_backend_pid()", "SELECT pg_terminate_backend(");
+}
+
+TEST(RecordsetOnMariadb, TheContractHolds) {
+  MariadbServer server;
+  ClaimsHold(server.MakeDatabase("contract"));
+  OneOfTwoThatWaitForEachOtherGivesWay(server.Url("contract"));
+  ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(server.Url("contract"),
+                                                        "SELECT CONNECTION_ID()", "KILL ");
+  // A password that is refused is not repeated.
+  OpenDatabase(server.Url("contract"))->Execute("CREATE USER reader");
+  try {
+    std::string url = server.Url("contract");
+    url.replace(url.find("root"), 4, "reader:a-secret-word");
+    OpenDatabase(url);
+    ADD_FAILURE() << "a wrong password was taken";
+  } catch (const DatabaseError& fault) {
+    EXPECT_THAT(fault.what(), testing::Not(testing::HasSubstr("secret")));
+  }
+}
+
+}  // namespace
+}  // namespace korvane::test
