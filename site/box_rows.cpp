@@ -1,0 +1,77 @@
+#include "box_rows.h"
+
+#include <algorithm>
+
+namespace korvane::site {
+
+namespace {
+
+int64_t Number(Connection& database, const std::string& statement) {
+  const auto rows = database.Execute(statement);
+  return rows->Eof() ? 0 : rows->Field("n").ToInt64().value_or(0);
+}
+
+std::string OfUser(int32_t user) { return " WHERE id_utente=" + std::to_string(user); }
+
+}  // namespace
+
+int32_t CountRows(Connection& database, int32_t user, int32_t box) {
+  return static_cast<int32_t>(Number(database, "SELECT COUNT(*) AS n FROM mail" + OfUser(user) +
+                                                   " AND id_cartella=" + std::to_string(box) +
+                                                   " AND Cancellata=0"));
+}
+
+int32_t CountAccountRows(Connection& database, int32_t user, int32_t account) {
+  return static_cast<int32_t>(Number(database, "SELECT COUNT(*) AS n FROM mail" + OfUser(user) +
+                                                   " AND id_server=" + std::to_string(account)));
+}
+
+std::vector<BoxCount> CountBoxes(Connection& database, int32_t user) {
+  std::vector<BoxCount> boxes = {{kInbox, 0, 0}, {kDrafts, 0, 0}};
+  const auto place = [&](int32_t box) -> BoxCount& {
+    const auto found = std::ranges::find(boxes, box, &BoxCount::box);
+    if (found != boxes.end()) return *found;
+    return boxes.emplace_back(BoxCount{box, 0, 0});
+  };
+  const std::string where = OfUser(user) + " AND Cancellata=0";
+  for (auto rows = database.Execute("SELECT id_cartella, COUNT(*) AS n FROM mail" + where +
+                                    " GROUP BY id_cartella");
+       !rows->Eof(); rows->MoveNext()) {
+    place(rows->Field("id_cartella").ToInt32().value_or(0)).messages =
+        rows->Field("n").ToInt64().value_or(0);
+  }
+  for (auto rows = database.Execute("SELECT id_cartella, COUNT(*) AS n FROM mail" + where +
+                                    " AND Letto=0 GROUP BY id_cartella");
+       !rows->Eof(); rows->MoveNext()) {
+    place(rows->Field("id_cartella").ToInt32().value_or(0)).unread =
+        rows->Field("n").ToInt64().value_or(0);
+  }
+  std::ranges::sort(boxes, {}, &BoxCount::box);
+  return boxes;
+}
+
+int32_t UndoDeletion(Connection& database, int32_t user, const std::vector<int32_t>& ids) {
+  int32_t undone = 0;
+  for (const int32_t id : ids) {
+    const auto row = database.Open("SELECT * FROM mail WHERE id_mail=" + std::to_string(id) +
+                                   " AND id_utente=" + std::to_string(user));
+    if (row->Eof() || !row->Field("Cancellata").ToBool().value_or(false)) continue;
+    row->SetField("Cancellata", false);
+    row->Update();
+    row->Close();
+    ++undone;
+  }
+  return undone;
+}
+
+DeadBytes CountDeadBytes(Connection& database, int32_t user) {
+  DeadBytes bytes;
+  bytes.counted = Number(database, "SELECT dim_msg_canc_file AS n FROM Pulizia" + OfUser(user));
+  const std::string sum =
+      "SELECT SUM(dimensione) AS n FROM mail" + OfUser(user) + " AND Cancellata=";
+  bytes.dead = Number(database, sum + "-1 AND body_scaricato<>-1");
+  bytes.live = Number(database, sum + "0 AND body_scaricato<>-1");
+  return bytes;
+}
+
+}  // namespace korvane::site

@@ -1,0 +1,54 @@
+// "Get mail" in the background: one run a user at a time, with progress that any page can ask for,
+// so it survives a reload.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "mail_access.h"
+
+namespace korvane::site {
+
+struct FetchRequest {
+  int32_t account = -10;  ///< -100 all accounts, -10 the default one, or one by its number
+  bool header_only = true;
+  bool delete_on_server = false;
+};
+
+class FetchJobs {
+ public:
+  explicit FetchJobs(MailAccess& mail) : mail_(mail) {}
+  ~FetchJobs();
+
+  struct Progress {
+    bool running = false;
+    bool just_ended = false;  ///< told once
+    int32_t looked_at = 0;
+    int32_t total = 0;
+    int32_t taken = 0;
+    int32_t stored_before = 0;
+    int32_t stored = 0;
+    std::string fault;  ///< "" when all went well
+  };
+
+  /// False when one is running already.
+  bool Start(int32_t user, const FetchRequest& request);
+  Progress Look(int32_t user) const;
+  /// The same; an end is told to this caller and to no later one.
+  Progress TakeEnd(int32_t user);
+
+ private:
+  struct Job;
+  void Run(const std::shared_ptr<Job>& job, int32_t user, FetchRequest request);
+
+  MailAccess& mail_;
+  mutable std::mutex mutex_;
+  std::map<int32_t, std::shared_ptr<Job>> jobs_;
+};
+
+}  // namespace korvane::site

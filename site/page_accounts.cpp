@@ -1,0 +1,115 @@
+// The person's POP3 accounts: add, edit, verify, remove, choose the default.
+#include <cctype>
+
+#include "facade/account_directory.h"
+#include "page.h"
+#include "pages.h"
+
+namespace korvane::site {
+
+namespace {
+
+/// What a form says of an account. Throws PageFault with what is wrong.
+AccountEntry ReadForm(const Visit& visit) {
+  AccountEntry account;
+  account.id = visit.Number("account", 0, 0);
+  account.server = visit.Field("server");
+  account.port = visit.Number("port", 0, 1, 65535);
+  account.username = visit.Field("username");
+  account.timeout = visit.Number("timeout", 60, 1, 600) * 1000;
+  // The scheme is a choice of the form; the host is nothing but a host.
+  for (const char c : account.server) {
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '.' && c != '-' && c != ':' &&
+        c != '[' && c != ']') {
+      throw PageFault(400, "The server must be a host name or an address.");
+    }
+  }
+  if (account.server.empty()) throw PageFault(400, "Name the mail server.");
+  if (account.port == 0) throw PageFault(400, "The port must be a number from 1 to 65535.");
+  if (account.username.empty() || account.username.size() > 255) {
+    throw PageFault(400, "Give the user name of the account.");
+  }
+  account.server = (visit.Ticked("tls") ? "pop3s://" : "pop3://") + account.server;
+  return account;
+}
+
+struct HostForm {
+  std::string host;
+  bool tls = false;
+};
+HostForm SplitHost(const AccountEntry& account) {
+  if (account.server.starts_with("pop3s://")) return {account.server.substr(8), true};
+  if (account.server.starts_with("pop3://")) return {account.server.substr(7), false};
+  return {account.server, account.port == 995};
+}
+
+void Verify(Visit& visit, int32_t account) {
+  const auto mail = visit.site.mail.Open(visit.user(), account);
+  if (mail->web.VerifyAccount()) {
+    visit.Tell("The account works: the server accepted name and password.");
+  } else {
+    visit.TellFault("The account does not work. " +
+                    FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
+  }
+}
+
+}  // namespace
+
+void ShowAccounts(Visit& visit) {
+  const auto database = visit.site.mail.Database();
+  Page page(visit, "Accounts", "accounts");
+  const auto accounts = AccountDirectory(*database).List(visit.user());
+  page.ShowIf(accounts.empty(), "NONE");
+  const int32_t edited = visit.Number("edit", 0, 1);
+  for (const AccountEntry& account : accounts) {
+    const HostForm host = SplitHost(account);
+    auto& row = page.Row("ACCOUNT");
+    row.SetIntValue("ACCOUNT_ID", account.id);
+    row.SetValue("SERVER", host.host);
+    row.SetIntValue("PORT", account.port);
+    row.SetValue("USERNAME", account.username);
+    row.ShowSection(host.tls ? "WITH_TLS" : "WITHOUT_TLS");
+    row.ShowSection(account.is_default ? "IS_DEFAULT" : "NOT_DEFAULT");
+    if (account.id != edited) continue;
+    page.Set("FORM_ID", account.id);
+    page.Set("FORM_SERVER", host.host);
+    page.Set("FORM_PORT", account.port);
+    page.Set("FORM_USERNAME", account.username);
+    page.Set("FORM_TIMEOUT", account.timeout / 1000);
+    page.ShowIf(host.tls, "FORM_TLS");
+    page.Show("EDITING");
+  }
+  page.ShowIf(edited == 0, "ADDING");
+  page.Answer();
+}
+
+void ChangeAccounts(Visit& visit) {
+  const auto lock = visit.site.mail.LockUser(visit.user());
+  const auto database = visit.site.mail.Database();
+  AccountDirectory accounts(*database);
+  const std::string what = visit.request.matches[1].str();
+  const int32_t account = visit.Number("account", 0, 1);
+  bool found = true;
+  if (what == "add") {
+    const std::string password = visit.Field("password");
+    const int32_t added = accounts.Add(visit.user(), ReadForm(visit), password);
+    Verify(visit, added);
+  } else if (what == "change") {
+    const std::string password = visit.Field("password");
+    found = accounts.Change(visit.user(), ReadForm(visit),
+                            password.empty() ? std::nullopt : std::optional(password));
+    if (found) Verify(visit, account);
+  } else if (what == "remove") {
+    found = accounts.Remove(visit.user(), account);
+    if (found) visit.Tell("The account was removed. Its mail stays here.");
+  } else if (what == "default") {
+    found = accounts.MakeDefault(visit.user(), account);
+  } else {
+    found = accounts.Find(visit.user(), account).has_value();
+    if (found) Verify(visit, account);
+  }
+  if (!found) throw PageFault(404, "There is no such account.");
+  visit.GoTo("/accounts");
+}
+
+}  // namespace korvane::site

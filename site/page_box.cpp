@@ -1,0 +1,238 @@
+// A box: one page of its messages, getting new ones, deleting.
+#include <algorithm>
+#include <array>
+
+#include "box_rows.h"
+#include "page.h"
+#include "pages.h"
+
+namespace korvane::site {
+
+namespace {
+
+struct Order {
+  const char* name;
+  const char* label;
+  EMailOrder order;
+};
+constexpr std::array kOrders = {Order{"date", "Date", EMailOrder::ORDER_DATA},
+                                Order{"from", "Sender", EMailOrder::ORDER_NAME},
+                                Order{"subject", "Subject", EMailOrder::ORDER_OBJECT},
+                                Order{"size", "Size", EMailOrder::ORDER_SIZE},
+                                Order{"to", "Recipient", EMailOrder::ORDER_NAME_TO}};
+
+/// What a page of a box is asked for by its address.
+struct BoxView {
+  int32_t box = kInbox;
+  int32_t page = 1;
+  int32_t size = 25;
+  const Order* order = &kOrders[0];
+  bool ascending = false;
+
+  std::string Address(int32_t at_page) const { return Address(at_page, *order, ascending); }
+  std::string Address(int32_t at_page, const Order& by, bool up) const {
+    std::string address = "/box/" + std::to_string(box) + "?page=" + std::to_string(at_page);
+    if (&by != &kOrders[0]) address += std::string("&order=") + by.name;
+    if (up) address += "&dir=asc";
+    if (size != 25) address += "&size=" + std::to_string(size);
+    return address;
+  }
+};
+
+BoxView ReadView(const Visit& visit) {
+  BoxView view;
+  if (visit.request.matches.size() > 1) {
+    view.box = ParseNumber(visit.request.matches[1].str()).value_or(kInbox);
+  }
+  view.page = visit.Number("page", 1, 1);
+  view.size = visit.Number("size", 25, 5, 200);
+  const std::string order = visit.Field("order");
+  for (const Order& one : kOrders) {
+    if (order == one.name) view.order = &one;
+  }
+  view.ascending = visit.Field("dir") == "asc";
+  return view;
+}
+
+void FillRow(ctemplate::TemplateDictionary& row, const MailMessage& message, int32_t box) {
+  const bool outgoing = box == kDrafts;
+  std::string who = outgoing ? message.MessageToName() : message.FromName();
+  if (who.empty()) who = outgoing ? message.MessageToAddress() : message.FromMailAddress();
+  std::string subject = message.Subject(ETextFormat::TextFormat_Normal);
+  row.SetIntValue("ID", message.Id());
+  row.SetValue("WHO", who.empty() ? "(nobody)" : who);
+  row.SetValue("SUBJECT", subject.empty() ? "(no subject)" : subject);
+  row.SetValue("DATE", message.ReceivedDate().substr(0, 16));
+  row.SetValue("SIZE", SizeText(message.Size()));
+  if (!message.Letto()) row.ShowSection("UNREAD_ROW");
+  if (message.ExistAttachments()) row.ShowSection("HAS_ATTACHMENTS");
+}
+
+void FillOrders(Page& page, const BoxView& view) {
+  for (const Order& order : kOrders) {
+    const bool current = &order == view.order;
+    auto& row = page.Row("ORDER");
+    row.SetValue("ORDER_LABEL", order.label);
+    row.SetValue("ORDER_ADDRESS", view.Address(1, order, current ? !view.ascending : false));
+    row.SetValue("ORDER_SORT", !current ? "none" : view.ascending ? "ascending" : "descending");
+    if (current) row.ShowSection(view.ascending ? "ORDER_UP" : "ORDER_DOWN");
+  }
+}
+
+void FillPaging(Page& page, const BoxView& view, int32_t pages) {
+  const auto link = [&](const char* section, const char* name, bool there, int32_t to) {
+    if (there) page.Row(section).SetValue(name, view.Address(to));
+  };
+  link("FIRST", "FIRST_ADDRESS", view.page > 1, 1);
+  link("PREVIOUS", "PREVIOUS_ADDRESS", view.page > 1, view.page - 1);
+  link("NEXT", "NEXT_ADDRESS", view.page < pages, view.page + 1);
+  link("LAST", "LAST_ADDRESS", view.page < pages, pages);
+}
+
+void FillProgress(Page& page, const FetchJobs::Progress& progress) {
+  if (!progress.running) return;
+  auto& row = page.Row("FETCHING");
+  row.SetIntValue("LOOKED_AT", progress.looked_at);
+  row.SetIntValue("TOTAL", progress.total);
+}
+
+void TellEnd(const Visit& visit, const FetchJobs::Progress& progress) {
+  if (!progress.just_ended) return;
+  if (!progress.fault.empty()) {
+    visit.TellFault("Mail could not be fetched completely. " + progress.fault +
+                    " The mail that is stored here is listed below.");
+    return;
+  }
+  const int32_t fresh = std::max(0, progress.stored - progress.stored_before);
+  visit.Tell(fresh == 0
+                 ? "There is no new mail."
+                 : std::to_string(fresh) + (fresh == 1 ? " new message." : " new messages."));
+}
+
+}  // namespace
+
+void ShowBox(Visit& visit) {
+  BoxView view = ReadView(visit);
+  TellEnd(visit, visit.site.jobs.TakeEnd(visit.user()));
+
+  const auto lock = visit.site.mail.LockUser(visit.user());
+  const auto mail = visit.site.mail.Open(visit.user());
+  mail->web.MailListPageSize(view.size);
+  Any pages;
+  Any mails;
+  const auto direction =
+      view.ascending ? EMailOrderDirection::ORDER_ASC : EMailOrderDirection::ORDER_DESC;
+  const auto list = [&] {
+    return mail->web.GetListMessagesInBox(view.box, -1, true, false, "", false, view.order->order,
+                                          direction, view.page, &pages, &mails);
+  };
+  auto messages = list();
+  int32_t page_count = pages.ToInt32().value_or(0);
+  if (view.page > std::max(page_count, 1)) {
+    // The last page went with a deletion: show the one that is the last now.
+    view.page = std::max(page_count, 1);
+    messages = list();
+  }
+  if (!messages || mail->web.GetLastError() != 0) {
+    throw PageFault(503, FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
+  }
+
+  Page page(visit, BoxName(view.box), "box");
+  page.AtBox(view.box);
+  page.Set("BOX_ID", view.box);
+  page.Set("BOX_TITLE", BoxName(view.box));
+  page.Set("PAGE", view.page);
+  page.Set("PAGES", std::max(page_count, 1));
+  page.Set("MAILS", mails.ToInt64().value_or(0));
+  page.Set("HERE", view.Address(view.page));
+  page.Set("SIZE_NOW", view.size);
+  page.Set("ORDER_NOW", view.order->name);
+  page.Set("DIR_NOW", view.ascending ? "asc" : "desc");
+  page.ShowIf(view.box == kInbox && mail->has_account, "FETCH_FORM");
+  page.ShowIf(view.box == kInbox && !mail->has_account, "NO_ACCOUNT");
+  page.ShowIf(messages->Count() == 0, "EMPTY");
+  page.ShowIf(messages->Count() > 0, "FILLED");
+  FillOrders(page, view);
+  FillPaging(page, view, page_count);
+  FillProgress(page, visit.site.jobs.Look(visit.user()));
+  for (const auto& message : messages->Items()) FillRow(page.Row("MESSAGE"), *message, view.box);
+  page.Answer();
+}
+
+void StartFetch(Visit& visit) {
+  FetchRequest request;
+  request.account = visit.Field("which") == "all" ? -100 : visit.Number("which", -10, 1);
+  request.header_only = visit.Field("what") != "whole";
+  request.delete_on_server = visit.Ticked("delete") && !request.header_only;
+  if (!visit.site.jobs.Start(visit.user(), request)) visit.Tell("Mail is being fetched already.");
+  visit.GoTo("/box/1");
+}
+
+void ShowProgress(Visit& visit) {
+  const auto progress = visit.site.jobs.Look(visit.user());
+  visit.response.set_content(std::string("{\"running\":") + (progress.running ? "true" : "false") +
+                                 ",\"looked_at\":" + std::to_string(progress.looked_at) +
+                                 ",\"total\":" + std::to_string(progress.total) +
+                                 ",\"taken\":" + std::to_string(progress.taken) + "}",
+                             "application/json");
+}
+
+void DeleteMessages(Visit& visit) {
+  std::string ids;
+  for (const std::string& id : visit.Fields("id")) {
+    const auto number = ParseNumber(id);
+    if (!number || *number < 1) throw PageFault(400, "That is no message number.");
+    ids += (ids.empty() ? "" : ",") + std::to_string(*number);
+  }
+  const std::string back = visit.Field("back");
+  // Only a path of this site: "//" would be another host.
+  const bool own = back.starts_with("/box/") && back.find_first_of("\r\n\\") == std::string::npos;
+  if (ids.empty()) {
+    visit.TellFault("No message was chosen.");
+    return visit.GoTo(own ? back : "/box/1");
+  }
+  const std::string where = visit.Field("where");
+  const EDelType type = where == "server" ? EDelType::DEL_TYPE_SERVER
+                        : where == "both" ? EDelType::DEL_TYPE_LOCALE_SERVER
+                                          : EDelType::DEL_TYPE_LOCALE;
+  const auto lock = visit.site.mail.LockUser(visit.user());
+  const auto mail = visit.site.mail.Open(visit.user());
+  const auto count = 1 + std::ranges::count(ids, ',');
+  const std::string what = count == 1 ? "The message" : std::to_string(count) + " messages";
+  const std::string verb = count == 1 ? " was" : " were";
+  if (mail->web.DeleteMessage(ids, type)) {
+    if (type == EDelType::DEL_TYPE_LOCALE) {
+      visit.login->Tell({what + verb + " deleted here.", false, ids});
+    } else {
+      visit.Tell(what + verb +
+                 (type == EDelType::DEL_TYPE_SERVER ? " deleted on the server and kept here."
+                                                    : " deleted here and on the server."));
+    }
+  } else {
+    visit.TellFault("Not everything could be deleted. " +
+                    FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
+  }
+  visit.GoTo(own ? back : "/box/1");
+}
+
+void UndoDelete(Visit& visit) {
+  std::vector<int32_t> ids;
+  const std::string given = visit.Field("ids");
+  for (size_t at = 0; at <= given.size();) {
+    const size_t end = std::min(given.find(',', at), given.size());
+    if (const auto id = ParseNumber(std::string_view(given).substr(at, end - at)))
+      ids.push_back(*id);
+    at = end + 1;
+  }
+  const auto lock = visit.site.mail.LockUser(visit.user());
+  const int32_t undone = UndoDeletion(*visit.site.mail.Database(), visit.user(), ids);
+  if (undone > 0) {
+    visit.Tell(undone == 1 ? "The message is back."
+                           : std::to_string(undone) + " messages are back.");
+  } else {
+    visit.TellFault("There was nothing to bring back: the store was compacted since.");
+  }
+  visit.GoTo("/box/1");
+}
+
+}  // namespace korvane::site
