@@ -17,7 +17,8 @@ namespace korvane::site {
 /// A page cannot be made; the text is for the person who reads it.
 class PageFault : public std::runtime_error {
  public:
-  PageFault(int status, const std::string& text) : std::runtime_error(text), status(status) {}
+  PageFault(int http_status, const std::string& text)
+      : std::runtime_error(text), status(http_status) {}
   int status;
 };
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "facade/mail_user.h"
 #include "frame/files.h"
 #include "page.h"
 #include "pages.h"

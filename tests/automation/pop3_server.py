@@ -19,6 +19,7 @@ class Pop3Server:
         self._listener = socket.create_server(("127.0.0.1", 0))
         self.port = self._listener.getsockname()[1]
         self._threads = []
+        self._connections = []
 
     def __enter__(self):
         threading.Thread(target=self._accept, daemon=True).start()
@@ -31,6 +32,11 @@ class Pop3Server:
         except OSError:
             pass
         self._listener.close()
+        for connection in self._connections:
+            try:
+                connection.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
         for thread in self._threads:
             thread.join(5)
 
@@ -44,6 +50,7 @@ class Pop3Server:
             except OSError:
                 return
             self.sessions += 1
+            self._connections.append(connection)
             thread = threading.Thread(target=self._serve, args=(connection,), daemon=True)
             self._threads.append(thread)
             thread.start()

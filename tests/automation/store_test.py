@@ -1,6 +1,7 @@
 """Synchronising, listing, opening, deleting, composing and cleaning, through Python."""
 
 import os
+import pathlib
 import unittest
 
 from pop3_server import Pop3Server
@@ -287,12 +288,20 @@ class Opening(SiteTest):
         self.assertEqual([opened.Subject(n) for n in (0, 1, 2, 99)], ["a < b", "a &lt; b", "a < b", "a < b"])
         self.assertEqual(opened.Subject(), "a &lt; b")
 
-    def test_a_message_from_a_listing_without_content_is_1059(self):
+    def test_a_message_from_a_listing_has_no_text_yet(self):
         self.open_one(message())
         listed = self.web.GetListMessagesInBox(1, -1).ItemIndex(1)
-        text = korvane.Ref("")
-        listed.MessageBody(text)
-        self.assertEqual(text.value, "")
+        self.assertEqual(self.text_of(listed), "")
+
+    def test_the_header_alone_of_a_message_that_is_no_text_is_1059(self):
+        self.open_one(message(extra=("Content-Type: image/gif",)))
+        basic = korvane.create("BasicInterface")
+        basic.MailServer, basic.ServerPort, basic.Username, basic.Password = "127.0.0.1", self.server.port, "ann", "secret"
+        self.assertTrue(basic.Init())
+        header = basic.GetListMessagesInBox(1).ItemIndex(1)
+        text = korvane.Ref("before")
+        self.assertFalse(header.MessageBody(text))
+        self.assertEqual((text.value, error_of(header)), ("", (1059, "XXX")))
 
     def test_encoded_words_are_decoded_in_every_form(self):
         for encoded in ("=?UTF-8?Q?Citt=C3=A0?=", "=?iso-8859-1?Q?Citt=E0?=", "=?utf-8?B?Q2l0dMOg?="):
@@ -392,8 +401,7 @@ class Composing(SiteTest):
         attachment.NM_FileName = "C:\\temp\\plan.txt"
         self.assertEqual((attachment.Id, attachment.Name), (1, "plan.txt"))
         self.assertTrue(new.NM_Save(self.database))
-        with open(attachment.NameOnServer, "wb") as file:
-            file.write(b"content")
+        pathlib.Path(attachment.NameOnServer).write_bytes(b"content")
         again = self.web.GetMessage(new.Id)
         self.assertEqual((again.Subject(0), again.CC, again.InReplyTo, again.Size), ("Über l'ora", "dan@example.org", "<1@x>", 123))
         self.assertEqual((again.FromName, again.FromMailAddress), ("ann@example.com", "ann@example.com"))
@@ -404,7 +412,7 @@ class Composing(SiteTest):
         self.assertTrue(again.ExistAttachments)
         stored, = again.GetAttachments()
         self.assertEqual((stored.Name, stored.NameOnServer), ("plan.txt", attachment.NameOnServer))
-        self.assertEqual(open(stored.NameOnServer, "rb").read(), b"content")
+        self.assertEqual(pathlib.Path(stored.NameOnServer).read_bytes(), b"content")
 
     def test_a_message_with_a_send_date_lists_with_it(self):
         self.assertTrue(self.compose(NM_SendDate="05/03/2002 10:20:30").NM_Save(self.database))
