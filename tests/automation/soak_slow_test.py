@@ -4,7 +4,6 @@ and a model says what every listing must show."""
 import multiprocessing
 import os
 import random
-import sys
 import traceback
 import unittest
 
@@ -32,18 +31,17 @@ class User:
         self.random = random.Random(seed)
         self.model = Model()
         self.made = 0
+        self.log, self.note, self.step = [], "", 0
 
     def run(self):
         operations = ((self.deliver, 5), (self.synchronise, 5), (self.look, 6), (self.open, 4),
                       (self.delete, 4), (self.compose, 2), (self.clean, 1))
         self.synchronise()
-        for step in range(OPERATIONS):
+        for self.step in range(OPERATIONS):
             operation = self.random.choices([o for o, _ in operations], [w for _, w in operations])[0]
-            try:
-                operation()
-            except BaseException:
-                print(f"{self.name}, step {step}, {operation.__name__}:", file=sys.stderr)
-                raise
+            operation()
+            self.log.append((self.step, operation.__name__, self.note))
+            self.note = ""
         self.synchronise()
         self.look_at_everything(INBOX)
         self.look_at_everything(SENT)
@@ -65,6 +63,7 @@ class User:
     def synchronise(self):
         whole = self.random.random() < 0.5
         remove = whole and self.random.random() < 0.3
+        self.note = f"whole={whole} remove={remove}"
         web = self.site.web(self.number)
         page = web.GetListMessagesInBox(INBOX, -10, bDownloadHeaderOnly=not whole, bDeleteMessageOnMailServer=remove)
         assert web.GetLastError == 0, error_of(web)
@@ -118,6 +117,7 @@ class User:
         web = self.site.web(self.number)
         done = web.DeleteMessage(",".join(str(self.model.rows[s]["id"]) for s in set(chosen)), kind)
         assert done, error_of(web)
+        self.note = f"{kind.name} {sorted(set(chosen))}"
         for subject in set(chosen):
             row = self.model.rows[subject]
             if kind != korvane.EDelType.DEL_TYPE_LOCALE:
@@ -151,18 +151,22 @@ class User:
         return self.random.choice(known) if known else None
 
     def compare(self, page, box):
-        assert sorted(m.Subject(0) for m in page) == sorted(self.visible(box)), (
-            set(m.Subject(0) for m in page) ^ set(self.visible(box)))
+        listed, expected = sorted(m.Subject(0) for m in page), sorted(self.visible(box))
+        assert listed == expected, (
+            f"lost: {[(s, self.model.rows[s]) for s in expected if s not in listed]}, "
+            f"come back or doubled: {[s for s in listed if s not in expected or listed.count(s) > 1]}")
         for listed in page:
             self.model.rows[listed.Subject(0)]["id"] = listed.Id
 
 
 def walk(site, dovecot, name, number, seed, outcome):
+    user = User(site, dovecot, name, number, seed)
     try:
-        User(site, dovecot, name, number, seed).run()
+        user.run()
         outcome.put((name, None))
     except BaseException:
-        outcome.put((name, traceback.format_exc()))
+        steps = "\n".join(f"  {step} {operation} {note}" for step, operation, note in user.log[-40:])
+        outcome.put((name, f"{traceback.format_exc()}in step {user.step}, after\n{steps}"))
 
 
 class Soak(SiteTest):
