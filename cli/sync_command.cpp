@@ -1,0 +1,150 @@
+// korvane sync: brings the store up to date with the POP3 accounts.
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+
+#include "cli/accounts.h"
+#include "cli/failure.h"
+#include "cli/installation.h"
+#include "cli/json.h"
+#include "cli/password.h"
+#include "cli/program.h"
+#include "cli/progress.h"
+#include "cli/terminal_text.h"
+#include "engine/mail_engine.h"
+#include "frame/sql_text.h"
+#include "pop3/mail_server.h"
+
+namespace korvane::cli {
+namespace {
+
+constexpr int32_t kInbox = 1;
+
+struct SyncOptions {
+  int32_t account = 0;
+  bool all = false;
+  bool headers = false;
+  bool delete_on_server = false;
+  bool deep = false;
+  std::string password_file;
+};
+
+std::vector<Account> Chosen(Connection& connection, const Options& options,
+                            const SyncOptions& wanted) {
+  if (wanted.account) return {FindAccount(connection, options.user, wanted.account)};
+  std::vector<Account> accounts = ListAccounts(connection, options.user);
+  if (accounts.empty()) {
+    throw Failure(Exit::kAccount,
+                  "user " + std::to_string(options.user) + " has no account: korvane account add");
+  }
+  if (wanted.all) return accounts;
+  for (Account& account : accounts) {
+    if (account.is_default) return {std::move(account)};
+  }
+  throw Failure(Exit::kAccount, "user " + std::to_string(options.user) +
+                                    " has no default account: give --account or --all");
+}
+
+int64_t RowsOf(Connection& connection, const Options& options, const Account& account) {
+  return FirstValue(connection,
+                    "SELECT COUNT(*) FROM mail WHERE id_utente=" + std::to_string(options.user) +
+                        " AND id_server=" + std::to_string(account.id))
+      .ToInt64()
+      .value_or(0);
+}
+
+struct Outcome {
+  int64_t stored = 0;
+  double seconds = 0;
+  Failure failure;
+};
+
+Outcome SyncOne(const Installation& installation, WebInterface& web, const Options& options,
+                const SyncOptions& wanted, const Account& account) {
+  if (!account.password_stored) {
+    web.Password(ReadPassword(wanted.password_file, "Password of " + account.Name()));
+  }
+  ProgressLine progress("Account " + std::to_string(account.id), options.json);
+  web.Server()->OnProgress([&](int32_t looked_at, int32_t total, int32_t taken) {
+    progress.Show(looked_at, total, std::to_string(taken) + " new");
+  });
+  const auto begin = std::chrono::steady_clock::now();
+  const int64_t before = RowsOf(*installation.connection, options, account);
+  web.MailListPageSize(1);
+  // Nothing of this account is here: then nothing has to be looked up.
+  const bool first_download = before == 0;
+  web.GetListMessagesInBox(kInbox, account.id, wanted.headers, wanted.delete_on_server, "",
+                           first_download, EMailOrder::ORDER_DATA, EMailOrderDirection::ORDER_DESC,
+                           1);
+  const Failure failure(web);
+  web.Server()->OnProgress({});
+  progress.Clear();
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
+  return {RowsOf(*installation.connection, options, account) - before, seconds.count(), failure};
+}
+
+std::string JsonOf(const Account& account, const Outcome& outcome) {
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%.3f", outcome.seconds);
+  JsonObject json;
+  json.Number("id", account.id).Number("new", outcome.stored).Raw("seconds", seconds);
+  if (outcome.failure.number() != 0) json.Raw("error", outcome.failure.Json());
+  return json.Str();
+}
+
+void Print(const Account& account, const Outcome& outcome) {
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%.1f", outcome.seconds);
+  const std::string name =
+      "Account " + std::to_string(account.id) + ", " + Printable(account.Name()) + ": ";
+  const bool failed = outcome.failure.number() != 0;
+  if (failed) std::cerr << name << outcome.failure.Text() << std::endl;
+  if (failed && outcome.stored == 0) return;
+  std::cout << name << outcome.stored
+            << (outcome.stored == 1 ? " new message, " : " new messages, ") << seconds << " s"
+            << std::endl;
+}
+
+Exit Sync(const Options& options, const SyncOptions& wanted) {
+  const Installation installation = OpenInstallation(options);
+  const auto web = OpenFacade(installation, options);
+  web->Engine()->SetOptions({.settle = true, .deep = wanted.deep});
+  Exit status = Exit::kSuccess;
+  std::vector<std::string> results;
+  for (const Account& account : Chosen(*installation.connection, options, wanted)) {
+    const Outcome outcome = SyncOne(installation, *web, options, wanted, account);
+    if (status == Exit::kSuccess) status = outcome.failure.status();
+    results.push_back(JsonOf(account, outcome));
+    if (!options.json) Print(account, outcome);
+  }
+  if (options.json) {
+    std::cout << JsonObject().Raw("accounts", JsonArray(results)).Str() << "\n";
+  }
+  return status;
+}
+
+}  // namespace
+
+void AddSyncCommand(Program& program) {
+  auto wanted = std::make_shared<SyncOptions>();
+  CLI::App* command =
+      program.AddCommand(program.app, "sync", "download the new messages of the default account",
+                         [&program, wanted] { return Sync(program.options, *wanted); });
+  auto* account = command->add_option("--account", wanted->account, "this account instead");
+  command->add_flag("--all", wanted->all, "all accounts of the user")->excludes(account);
+  auto* headers = command->add_flag("--headers", wanted->headers,
+                                    "headers only; a message is fetched when it is opened");
+  command
+      ->add_flag("--delete-on-server", wanted->delete_on_server,
+                 "delete on the server what was downloaded whole")
+      ->excludes(headers);
+  command->add_flag("--deep", wanted->deep,
+                    "look every message on the server up, whatever the last download says");
+  command
+      ->add_option("--password-file", wanted->password_file,
+                   "for accounts whose password is not kept; see korvane account add --help")
+      ->type_name("FILE");
+}
+
+}  // namespace korvane::cli
