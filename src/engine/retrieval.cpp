@@ -124,10 +124,10 @@ std::shared_ptr<MailMessage> MailEngine::FetchFromServer(const FetchPlan& plan,
   const int32_t number = message->IdOnServer();
   ServerDeletions deletions;
   bool committed = true;
+  bool stored = false;
   try {
-    if (!StoreFetched(plan, *message)) {
-      message.reset();
-    } else if (delete_on_server) {
+    stored = StoreFetched(plan, *message);
+    if (stored && delete_on_server) {
       if (server_->DeleteServerMessage(number)) {
         deletions.Mark(*connection_, {{plan.id_mail, plan.number}});
         message->SetIdOnServer(kDeletedOnServer);
@@ -137,14 +137,12 @@ std::shared_ptr<MailMessage> MailEngine::FetchFromServer(const FetchPlan& plan,
       }
     }
   } catch (const std::exception& fault) {
-    // The message itself came whole and can be shown.
     TakeFault("MailEngine.StoreFetched", fault);
     committed = false;
   }
-  if (!session.End(&deletions, committed) && !deletions.rows().empty() && message) {
-    message->SetIdOnServer(number);
-  }
-  return message;
+  const bool deleted = !deletions.empty();
+  if (!session.End(&deletions, committed) && deleted) message->SetIdOnServer(number);
+  return stored ? message : nullptr;
 }
 
 /// Appends the record and lets the row point at it. False, with the message's error, when that

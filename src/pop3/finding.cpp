@@ -31,12 +31,13 @@ struct MailServer::Wanted {
         StorableText(RowText(its_received)) != received) {
       return false;
     }
-    // The column may hold only the beginning of the identifier.
-    if (its_id != message_id && its_id != id_undone &&
-        RowText(its_id, kMessageIdCharacters) != message_id) {
-      return false;
+    bool ambiguous = WithoutTexts();
+    if (its_id != message_id && its_id != id_undone) {
+      if (RowText(its_id, kMessageIdCharacters) != message_id) return false;
+      // The column may hold only the beginning of the identifier, which others may share.
+      ambiguous = ambiguous || RowText(its_id) != message_id;
     }
-    return !WithoutTexts() || !traits || traits->Fit(message);
+    return !ambiguous || !traits || traits->Fit(message);
   }
 
   std::string_view received;

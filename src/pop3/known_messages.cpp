@@ -42,9 +42,12 @@ KnownMessages::Answer KnownMessages::Ask(std::string_view table, const std::stri
                                         " AND id_server=" + std::to_string(account_.AccountId()) +
                                         " AND campo_received='" + DoubleQuotes(received) +
                                         "' AND campo_MessageId='" + DoubleQuotes(message_id) + "'");
-  const bool without_texts = received.empty() && message_id.empty();
+  // Texts that are missing or cut do not tell messages apart.
+  const bool ambiguous =
+      (received.empty() && message_id.empty()) ||
+      RowText(message.MessageID()) != RowText(message.MessageID(), kMessageIdCharacters);
   for (; !rows->Eof(); rows->MoveNext()) {
-    if (without_texts && !MessageTraits::OfRow(*rows, account_).Fit(message)) continue;
+    if (ambiguous && !MessageTraits::OfRow(*rows, account_).Fit(message)) continue;
     return rows->Field("DwnldCorrettoFAQ").ToBool().value_or(false) ? Answer::kKnownWithOlder
                                                                     : Answer::kKnown;
   }
