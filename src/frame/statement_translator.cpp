@@ -79,7 +79,33 @@ std::vector<Token> Slice(const std::vector<Token>& tokens, size_t from, size_t t
           tokens.begin() + static_cast<ptrdiff_t>(to)};
 }
 
-/// Position of the first of `words` at parenthesis depth 0, or the end.
+/// "id = 1 OR id = 2 OR id = 3" as "id IN (1,2,3)": one engine takes no more than a thousand ORs.
+std::vector<Token> JoinEqualities(std::vector<Token> tokens) {
+  std::vector<Token> joined;
+  size_t equalities = 0;
+  size_t at = 0;
+  while (true) {
+    if (at + 2 >= tokens.size() || tokens[at].kind != Token::Kind::kWord ||
+        !SameName(tokens[at].text, tokens[0].text) || !IsSymbol(tokens[at + 1], '=')) {
+      return tokens;
+    }
+    at += 2;
+    joined.push_back({Token::Kind::kSymbol, joined.empty() ? "(" : ",", joined.empty()});
+    if (IsSymbol(tokens[at], '-'))
+      joined.push_back({Token::Kind::kSymbol, tokens[at++].text, false});
+    if (at >= tokens.size() || tokens[at].kind != Token::Kind::kNumber) return tokens;
+    joined.push_back({Token::Kind::kNumber, tokens[at++].text, false});
+    ++equalities;
+    if (at == tokens.size()) break;
+    if (!IsWord(tokens[at++], "OR")) return tokens;
+  }
+  if (equalities < 2) return tokens;
+  joined.push_back({Token::Kind::kSymbol, ")", false});
+  joined.insert(joined.begin(), {tokens[0], {Token::Kind::kWord, "IN", true}});
+  return joined;
+}
+
+/// Position of a word outside of parentheses, or the end.
 size_t FindClause(const std::vector<Token>& tokens, size_t from, std::string_view word) {
   int depth = 0;
   for (size_t i = from; i < tokens.size(); ++i) {
@@ -271,7 +297,7 @@ std::optional<SelectShape> StatementTranslator::TakeApart(std::string_view state
   const size_t order = FindClause(tokens, at, "ORDER");
   if (at < tokens.size() && IsWord(tokens[at], "WHERE")) {
     if (order == at + 1) return std::nullopt;
-    shape.condition = PutTogether(Slice(tokens, at + 1, order));
+    shape.condition = PutTogether(JoinEqualities(Slice(tokens, at + 1, order)));
   } else if (at != order) {
     return std::nullopt;
   }

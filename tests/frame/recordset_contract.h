@@ -315,6 +315,14 @@ CLAIM(EveryStatementOfTheSystemRuns) {
   }
 }
 
+CLAIM(AnyNumberOfIdentifiersCanBeAskedForAtOnce) {
+  for (const int32_t id : {3, 12, 15}) Add(*engine.connection, {.id = id, .server = 20 - id});
+  std::string statement = "SELECT * FROM mail WHERE id_mail = 3";
+  for (int id = 10; id < 8000; ++id) statement += " OR id_mail = " + std::to_string(id);
+  const auto rows = engine.connection->Open(statement + " ORDER BY id_server");
+  EXPECT_THAT(Identifiers(*rows), testing::ElementsAre(15, 12, 3));
+}
+
 CLAIM(ACountWhoseBoxRunsIntoTheWordANDCounts) {
   Add(*engine.connection);
   Add(*engine.connection, {.box = 2});
