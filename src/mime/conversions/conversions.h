@@ -2,7 +2,7 @@
 //
 // `portable` is the plain form of each, one character at a time: it says what the result is. `wide`
 // gives the same bytes with vector instructions, where the processor has them. The choice between
-// the two is made once, in functions.cpp. None of these allocates, keeps state or reports an error.
+// the two is made once. None of these allocates, keeps state or reports an error.
 #pragma once
 
 #include <cstddef>
@@ -35,5 +35,35 @@ size_t HtmlSize(const char* input, size_t size, size_t limit);
 size_t TextToHtml(const char* input, size_t size, char* output, size_t limit);
 
 }  // namespace portable
+
+#if defined(__x86_64__)
+#define KORVANE_WIDE_CONVERSIONS 1
+
+/// As in `portable`, byte for byte. To be called only where Available().
+namespace wide {
+
+/// Whether the processor has what these need.
+bool Available();
+
+size_t Base64Decode(const char* input, size_t size, char* output);
+size_t QuotedPrintableDecode(char* buffer, size_t size);
+size_t UuDecode(const char* input, size_t size, char* output);
+/// Without a limit: for texts whose HTML is known to stay within it.
+size_t HtmlSize(const char* input, size_t size);
+size_t TextToHtml(const char* input, size_t size, char* output);
+
+}  // namespace wide
+#endif
+
+/// The form of each conversion that suits this processor.
+struct Forms {
+  size_t (*base64_decode)(const char* input, size_t size, char* output);
+  size_t (*quoted_printable_decode)(char* buffer, size_t size);
+  size_t (*uu_decode)(const char* input, size_t size, char* output);
+  size_t (*html_size)(const char* input, size_t size);
+  size_t (*text_to_html)(const char* input, size_t size, char* output);
+};
+
+const Forms& Chosen();
 
 }  // namespace korvane::conversions

@@ -45,4 +45,12 @@ inline const char* DecodeEscape(const char* in, const char* end, char*& out) {
   return next;
 }
 
+namespace portable {
+
+/// Decodes from `in` to `out`, which may be `in` or before it, until `in` has reached `until`; an
+/// escape may reach beyond that, up to `end`. Moves `out` on and returns where the text goes on.
+const char* QuotedPrintableDecode(const char* in, const char* until, const char* end, char*& out);
+
+}  // namespace portable
+
 }  // namespace korvane::conversions

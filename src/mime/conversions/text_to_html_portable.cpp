@@ -4,15 +4,11 @@
 #include <string_view>
 
 #include "mime/conversions/conversions.h"
+#include "mime/conversions/html_pieces.h"
 
 namespace korvane::conversions::portable {
 
 namespace {
-
-constexpr size_t kTabStop = 8;
-constexpr std::string_view kHardBlank = "&nbsp;";
-
-bool EndsLine(char character) { return character == '\r' || character == '\n'; }
 
 // Hands the HTML to `put` piece by piece; `put` returns false to stop.
 template <typename Put>
@@ -20,50 +16,28 @@ void Walk(std::string_view text, Put put) {
   size_t column = 0;
   for (size_t i = 0; i < text.size(); ++i) {
     const char character = text[i];
-    const char next = i + 1 < text.size() ? text[i + 1] : '\n';
-    // A blank that a browser keeps in running text: something stands before it in its line, and
-    // what follows is neither a blank nor the end of the line.
-    const bool last_blank_stays = next != ' ' && next != '\t' && !EndsLine(next);
-    switch (character) {
-      case '&':
-        if (!put("&amp;")) return;
-        break;
-      case '<':
-        if (!put("&lt;")) return;
-        break;
-      case '>':
-        if (!put("&gt;")) return;
-        break;
-      case '"':
-        if (!put("&quot;")) return;
-        break;
-      case '\'':
-        if (!put("&#39;")) return;
-        break;
-      case '\r':
-      case '\n':
-        if (!put("<br>")) return;
-        if (character == '\r' && next == '\n' && i + 1 < text.size()) ++i;
-        column = 0;
-        continue;
-      case ' ':
-        if (!put(last_blank_stays && column > 0 ? " " : kHardBlank)) return;
-        break;
-      case '\t': {
-        const size_t stop = (column / kTabStop + 1) * kTabStop;
-        for (; column + 1 < stop; ++column) {
-          if (!put(kHardBlank)) return;
-        }
-        if (!put(last_blank_stays && column > 0 ? " " : kHardBlank)) return;
-        column = stop;
-        continue;
+    const bool last_stays = TextFollows(text.data() + i, text.data() + text.size());
+    if (IsLineEnd(character)) {
+      if (!put(ReplacementOf(character))) return;
+      if (text.substr(i, 2) == "\r\n") ++i;
+      column = 0;
+    } else if (character == '\t') {
+      const size_t stop = (column / kTabStop + 1) * kTabStop;
+      for (; column + 1 < stop; ++column) {
+        if (!put(kHardBlank)) return;
       }
-      default:
-        if (!put(text.substr(i, 1))) return;
-        // The later bytes of a UTF-8 character take no column of their own.
-        if ((static_cast<uint8_t>(character) & 0xC0) == 0x80 && column > 0) continue;
+      if (!put(last_stays ? " " : kHardBlank)) return;
+      ++column;
+    } else if (character == ' ') {
+      // At the start of a line browsers swallow it too.
+      if (!put(last_stays && column > 0 ? " " : kHardBlank)) return;
+      ++column;
+    } else {
+      const std::string_view replacement = ReplacementOf(character);
+      if (!put(replacement.empty() ? text.substr(i, 1) : replacement)) return;
+      // The later bytes of a UTF-8 character take no column of their own.
+      if ((static_cast<uint8_t>(character) & 0xC0) != 0x80 || column == 0) ++column;
     }
-    ++column;
   }
 }
 

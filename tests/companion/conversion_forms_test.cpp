@@ -1,0 +1,265 @@
+// The forms of the conversions that this processor runs against the plain ones: on every input the
+// same bytes, and nothing read or written outside the stated sizes (each buffer ends at a page that
+// cannot be touched). Without vector instructions both are the plain ones, and the pages are what
+// is left of the test.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <string_view>
+
+#include "mime/conversions/conversions.h"
+
+namespace korvane::conversions {
+namespace {
+
+// Bytes that end right before a page without access.
+class Guarded {
+ public:
+  explicit Guarded(size_t size) : size_(size) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    mapped_ = (size / page + 2) * page;
+    base_ = static_cast<char*>(
+        mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    EXPECT_NE(base_, MAP_FAILED);
+    EXPECT_EQ(mprotect(base_ + mapped_ - page, page, PROT_NONE), 0);
+    data_ = base_ + mapped_ - page - size;
+  }
+  explicit Guarded(std::string_view bytes) : Guarded(bytes.size()) {
+    if (!bytes.empty()) std::memcpy(data_, bytes.data(), bytes.size());
+  }
+  Guarded(const Guarded&) = delete;
+  ~Guarded() { munmap(base_, mapped_); }
+
+  char* data() { return data_; }
+  std::string First(size_t count) const { return {data_, count}; }
+
+ private:
+  size_t size_;
+  size_t mapped_ = 0;
+  char* base_ = nullptr;
+  char* data_ = nullptr;
+};
+
+std::string Portable64(std::string_view input) {
+  std::string output(input.size() * 3 / 4, '\0');
+  output.resize(portable::Base64Decode(input.data(), input.size(), output.data()));
+  return output;
+}
+
+std::string ChosenForm64(std::string_view input) {
+  Guarded in(input);
+  Guarded out(input.size() * 3 / 4);
+  return out.First(Chosen().base64_decode(in.data(), input.size(), out.data()));
+}
+
+std::string PortableUu(std::string_view input) {
+  std::string output(input.size() * 3 / 4, '\0');
+  output.resize(portable::UuDecode(input.data(), input.size(), output.data()));
+  return output;
+}
+
+std::string ChosenFormUu(std::string_view input) {
+  Guarded in(input);
+  Guarded out(input.size() * 3 / 4);
+  return out.First(Chosen().uu_decode(in.data(), input.size(), out.data()));
+}
+
+std::string PortableQp(std::string input) {
+  input.resize(portable::QuotedPrintableDecode(input.data(), input.size()));
+  return input;
+}
+
+std::string ChosenFormQp(std::string_view input) {
+  Guarded buffer(input);
+  return buffer.First(Chosen().quoted_printable_decode(buffer.data(), input.size()));
+}
+
+std::string PortableHtml(std::string_view input) {
+  std::string output(portable::HtmlSize(input.data(), input.size(), SIZE_MAX), '\0');
+  EXPECT_EQ(portable::TextToHtml(input.data(), input.size(), output.data(), SIZE_MAX),
+            output.size());
+  return output;
+}
+
+std::string ChosenFormHtml(std::string_view input) {
+  Guarded in(input);
+  const size_t size = Chosen().html_size(in.data(), input.size());
+  Guarded out(size);
+  const size_t written = Chosen().text_to_html(in.data(), input.size(), out.data());
+  EXPECT_EQ(written, size);
+  return out.First(written);
+}
+
+using Random = std::mt19937;
+
+// Text of which each byte comes from `common`, one in `rare_every` from `rare`.
+std::string Mixture(Random& random, size_t size, std::string_view common, std::string_view rare,
+                    unsigned rare_every) {
+  std::string text;
+  while (text.size() < size) {
+    const std::string_view from = random() % rare_every == 0 ? rare : common;
+    text += from[random() % from.size()];
+  }
+  return text;
+}
+
+constexpr std::string_view kAlphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+TEST(ConversionForms, Base64LinesOfAnyLengthAndEndDecodeTheSame) {
+  Random random(1);
+  for (const std::string_view line_end : {"\r\n", "\n", "", "\r\n\r\n", " \r\n", "=\r\n"}) {
+    for (size_t width = 1; width < 140; ++width) {
+      std::string input;
+      for (int line = 0; line < 12; ++line) {
+        input += Mixture(random, width, kAlphabet, kAlphabet, 2) + std::string(line_end);
+      }
+      ASSERT_EQ(ChosenForm64(input), Portable64(input)) << width;
+    }
+  }
+}
+
+TEST(ConversionForms, Base64WithDisturbancesAnywhereDecodesTheSame) {
+  Random random(2);
+  std::string every_byte;
+  for (int i = 0; i < 256; ++i) every_byte += static_cast<char>(i);
+  for (int round = 0; round < 4000; ++round) {
+    std::string input;
+    const size_t width = round % 3 == 0 ? 60 : 76;
+    while (input.size() < 600) input += Mixture(random, width, kAlphabet, "=", 500) + "\r\n";
+    for (unsigned i = random() % 4; i > 0; --i) {
+      input[random() % input.size()] = every_byte[random() % 256];
+    }
+    if (round % 2) input.erase(random() % input.size(), random() % 5);
+    input.resize(random() % input.size());
+    ASSERT_EQ(ChosenForm64(input), Portable64(input));
+  }
+}
+
+TEST(ConversionForms, Base64EveryByteInEveryPlaceOfABlockIsJudgedTheSame) {
+  for (int byte = 0; byte < 256; ++byte) {
+    for (size_t place = 0; place < 34; ++place) {
+      std::string input(100, 'Q');
+      input[place] = static_cast<char>(byte);
+      ASSERT_EQ(ChosenForm64(input), Portable64(input)) << byte << " at " << place;
+    }
+  }
+}
+
+TEST(ConversionForms, QuotedPrintableOfAnyDensityDecodesTheSame) {
+  Random random(3);
+  for (const unsigned every : {1u, 2u, 3u, 5u, 20u, 100u, 1000u}) {
+    for (int round = 0; round < 1500; ++round) {
+      std::string input;
+      const size_t size = random() % 400;
+      while (input.size() < size) {
+        if (random() % every != 0) {
+          input += static_cast<char>(' ' + random() % 0x60);
+          continue;
+        }
+        static constexpr std::string_view kPieces[] = {
+            "=3D",
+            "=\r\n",
+            "=c3=A9",
+            "=\n",
+            "= \t\r\n",
+            "=",
+            "==",
+            "=4",
+            "=4G",
+            "=G4",
+            "=\r",
+            "=\rx",
+            "= ",
+            "\r\n",
+            "=0D=0A",
+            "=D0=BF=D1=80=D0=B8=D0=B2",
+            "=D0=B5=D1=82=D0=BF=D1=80=D0=B8=D0=B2=D0=B5=D1=82=D0=BF=D1=80=D0=B8=D0=B2"};
+        input += kPieces[random() % std::size(kPieces)];
+      }
+      ASSERT_EQ(ChosenFormQp(input), PortableQp(input)) << input;
+    }
+  }
+}
+
+TEST(ConversionForms, QuotedPrintableEveryPairOfBytesBehindAnEqualsSignIsJudgedTheSame) {
+  std::string input;
+  for (int first = 0; first < 256; ++first) {
+    for (int second = 0; second < 256; ++second) {
+      input += '=';
+      input += static_cast<char>(first);
+      input += static_cast<char>(second);
+      input += "....";
+    }
+  }
+  ASSERT_EQ(ChosenFormQp(input), PortableQp(input));
+}
+
+TEST(ConversionForms, UuencodedLinesRightOrWrongDecodeTheSame) {
+  Random random(4);
+  for (int round = 0; round < 4000; ++round) {
+    std::string input;
+    for (unsigned lines = random() % 8; lines > 0; --lines) {
+      const unsigned count = round % 2 ? 45 : random() % 64;
+      input += static_cast<char>(' ' + count);
+      const size_t right = (count + 2) / 3 * 4;
+      const size_t length = random() % 4 ? right : random() % 90;
+      for (size_t i = 0; i < length; ++i) input += static_cast<char>('!' + random() % 64);
+      if (random() % 10 == 0 && length > 0) input[input.size() - 1 - random() % length] = '\n';
+      input += random() % 10 ? "\r\n" : "\n";
+    }
+    if (round % 3 == 0) input.resize(random() % (input.size() + 1));
+    ASSERT_EQ(ChosenFormUu(input), PortableUu(input));
+  }
+}
+
+TEST(ConversionForms, HtmlOfAnyDensityOfSpecialCharactersIsTheSame) {
+  Random random(5);
+  for (const unsigned every : {1u, 2u, 4u, 10u, 50u, 300u}) {
+    for (int round = 0; round < 1500; ++round) {
+      const std::string input = Mixture(random, random() % 500, "abcdefg hij\xC3\xA9\xE2\x82\xAC",
+                                        "&<>\"'\r\n\t  \r\n", every);
+      ASSERT_EQ(ChosenFormHtml(input), PortableHtml(input)) << input;
+    }
+  }
+}
+
+TEST(ConversionForms, HtmlOfTextsLongerThanAStretchIsTheSame) {
+  Random random(6);
+  for (int round = 0; round < 60; ++round) {
+    const std::string input = Mixture(random, 4000 + random() % 3000, "abcdefghijkl",
+                                      "&<>\"'\r\n\t  ", 1 + random() % 200);
+    ASSERT_EQ(ChosenFormHtml(input), PortableHtml(input));
+  }
+}
+
+TEST(ConversionForms, HtmlEveryPairOfBytesIsTheSame) {
+  std::string input;
+  for (int first = 0; first < 256; ++first) {
+    for (int second = 0; second < 256; ++second) {
+      input += static_cast<char>(first);
+      input += static_cast<char>(second);
+    }
+  }
+  ASSERT_EQ(ChosenFormHtml(input), PortableHtml(input));
+  ASSERT_EQ(ChosenFormHtml(input.substr(1)), PortableHtml(input.substr(1)));
+}
+
+TEST(ConversionForms, EveryLengthFromNothingOnIsTheSame) {
+  std::string text;
+  for (int i = 0; text.size() < 400; ++i) text += "Zm9v=41 \r\n<a\tb>  \"x\" =\r\n"[i % 25];
+  for (size_t size = 0; size < text.size(); ++size) {
+    const std::string input = text.substr(text.size() - size);
+    ASSERT_EQ(ChosenForm64(input), Portable64(input));
+    ASSERT_EQ(ChosenFormQp(input), PortableQp(input));
+    ASSERT_EQ(ChosenFormUu(input), PortableUu(input));
+    ASSERT_EQ(ChosenFormHtml(input), PortableHtml(input));
+  }
+}
+
+}  // namespace
+}  // namespace korvane::conversions
