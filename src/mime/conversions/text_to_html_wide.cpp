@@ -156,12 +156,12 @@ class Places {
     uint32_t* to = places_ + count_;
     count_ += static_cast<size_t>(_mm_popcnt_u64(mask));
     // In eights, whatever their number: what is too many is overwritten.
-    while (mask != 0) {
+    do {
       for (int i = 0; i < 8; ++i) {
         *to++ = base + static_cast<uint32_t>(_tzcnt_u64(mask));
         mask = _blsr_u64(mask);
       }
-    }
+    } while (mask != 0);
   }
 
   Before before_;
