@@ -35,16 +35,22 @@ std::shared_ptr<MailMessages> MailServer::GetHeadersPage(int32_t page, Any* tota
     const int64_t pages = message_count_ / size + (message_count_ % size != 0 ? 1 : 0);
     if (total_pages) *total_pages = pages;
     if (page < 1 || page > pages) wanted = 0;
-    skip = (int64_t{page} - 1) * size;
+    skip = std::max<int64_t>(int64_t{page} - 1, 0) * size;
     wanted = std::min(wanted, size);
+  }
+
+  // Each deleted number on the way moves the first one of the page down by one.
+  auto number = static_cast<int32_t>(std::max<int64_t>(LastNumber() - skip, 0));
+  for (auto deleted = deleted_.rbegin(); deleted != deleted_.rend() && *deleted >= number;
+       ++deleted) {
+    --number;
   }
 
   auto messages = std::make_shared<MailMessages>();
   bool failed = false;
   int32_t missing = 0;
-  for (int32_t number = LastNumber(); number >= 1 && wanted > 0; --number) {
+  for (; number >= 1 && wanted > 0; --number) {
     if (IsDeleted(number)) continue;
-    if (skip-- > 0) continue;
     --wanted;
     ClearError();
     if (auto message = FetchHeader(number)) {

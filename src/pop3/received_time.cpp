@@ -20,15 +20,9 @@ bool IsAheadOfClock(std::string_view normalised) {
 ScanTime FromReceived(std::string_view received, bool first_moment) {
   bool guessed = false;
   ScanTime time{ParseMailDate(received, first_moment, true, guessed), true};
-  if (guessed) {
-    // Behind a date that breaks off, the last word need not be a zone: "5 Mar 2002" has "2002" there,
-    // which reads as one. The farther of both readings is the safe one.
-    time.readable = false;
-    const std::string unshifted = ParseMailDate(received, first_moment, false, guessed);
-    if (CompareMailDates(unshifted, time.text) == (first_moment ? -1 : 1)) time.text = unshifted;
-  }
+  time.readable = !guessed;
+  // A filled year is ahead as well, and becomes what it was filled with.
   if (IsAheadOfClock(time.text)) {
-    // A filled year is ahead as well, and becomes what it was filled with.
     time = {std::string(first_moment ? kFirstMoment : kLastMoment), false};
   }
   return time;

@@ -104,6 +104,7 @@ void MailServer::CloseConnection() {
 }
 
 void MailServer::Run(Command command, bool send_first) try {
+  if (send_first && state_ == State::kNotConnected) return;  // closed by whoever watches
   done_ = false;
   command_ = command;
   if (send_first) {
@@ -120,6 +121,7 @@ void MailServer::Run(Command command, bool send_first) try {
 
 void MailServer::Receive() {
   received_ = MPrecv(socket_, recv_buffer_.data(), kReceiveBuffer);
+  if (done_) return;  // closed while it waited
   if (received_ <= 0) {
     // A status line whose end does not come is a reply all the same.
     reader_.TakeWhatCame() ? Handle() : GiveUp();

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "Tarsel_MailConversions.h"
 
@@ -28,6 +29,10 @@ int32_t MPsend(int32_t socket, const char* bytes, int32_t count) {
 int32_t MPrecv(int32_t socket, char* buffer, int32_t capacity) {
   static const auto real = Real<decltype(&MPrecv)>("MPrecv");
   TransportTap::capacity = capacity;
+  if (const auto instead = std::exchange(TransportTap::instead_of_receive, nullptr)) {
+    instead();
+    return -1;
+  }
   const int32_t count = real(socket, buffer, std::min(capacity, TransportTap::piece));
   TransportTap::longest_block = std::max(TransportTap::longest_block, count);
   return count;

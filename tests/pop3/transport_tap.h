@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <string>
 
@@ -20,7 +21,11 @@ struct TransportTap {
   /// Everything sent, as it went out.
   static inline std::string sent;
 
+  /// When set, called in the place of the next receive, which then fails.
+  static inline std::function<void()> instead_of_receive;
+
   static void Reset() {
+    instead_of_receive = nullptr;
     piece = std::numeric_limits<int32_t>::max();
     sends_left = -1;
     capacity = longest_block = 0;
