@@ -25,7 +25,9 @@ final class Korvane
         $one = self::c()->new('korvane_value');
         self::fill($one, $value, $kept);
         $error = self::c()->new('korvane_error');
-        self::check(self::c()->korvane_let($this->handle, $name, FFI::addr($one), FFI::addr($error)), $error);
+        $status = self::c()->korvane_let($this->handle, $name, FFI::addr($one), FFI::addr($error));
+        array_map(FFI::free(...), $kept);
+        self::check($status, $error);
     }
 
     private static function make(string $function, string $argument): self
@@ -43,14 +45,16 @@ final class Korvane
         [$kept, $i] = [[], 0];
         foreach ($arguments as $key => $argument) {
             if (is_string($key)) {
-                $values[$i]->name = $kept[] = self::text($key);
+                $values[$i]->name = self::text($key, $kept);
             }
             self::fill($values[$i++], $argument instanceof KorvaneRef ? $argument->value : $argument, $kept);
             $values[$i - 1]->by_reference = (int) ($argument instanceof KorvaneRef);
         }
         $result = self::c()->new('korvane_value');
         $error = self::c()->new('korvane_error');
-        self::check(self::c()->$function($this->handle, $name, $values, $count, FFI::addr($result), FFI::addr($error)), $error);
+        $status = self::c()->$function($this->handle, $name, FFI::addr($values[0]), $count, FFI::addr($result), FFI::addr($error));
+        array_map(FFI::free(...), $kept);
+        self::check($status, $error);
         foreach (array_values($arguments) as $i => $argument) {
             if ($argument instanceof KorvaneRef) {
                 $argument->value = self::take($values[$i]);
@@ -67,7 +71,7 @@ final class Korvane
         elseif (is_float($given)) { $value->type = 4; $value->number = $given; }
         elseif (is_string($given)) {
             $value->type = 5;
-            $value->text = $kept[] = self::text($given);
+            $value->text = self::text($given, $kept);
             $value->text_length = strlen($given);
         } elseif ($given instanceof self) { $value->type = 6; $value->object = $given->handle; }
         else { throw new TypeError('a ' . get_debug_type($given) . ' is no value that can be passed'); }
@@ -87,11 +91,12 @@ final class Korvane
         return $taken;
     }
 
-    private static function text(string $text): FFI\CData
+    /** A copy of the text that C can point to, until it is freed. */
+    private static function text(string $text, array &$kept): FFI\CData
     {
-        $bytes = self::c()->new('char[' . (strlen($text) + 1) . ']');
+        $kept[] = $bytes = self::c()->new('char[' . (strlen($text) + 1) . ']', false);
         FFI::memcpy($bytes, $text . "\0", strlen($text) + 1);
-        return $bytes;
+        return FFI::addr($bytes[0]);
     }
 
     private static function check(int $status, FFI\CData $error): void
