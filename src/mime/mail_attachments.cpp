@@ -38,12 +38,12 @@ bool MailAttachments::BuildAttachmentList(const std::shared_ptr<MultipartEntity>
   return NoError();
 }
 
-void MailAttachments::ListEntities(const std::shared_ptr<MultipartEntity>& entity) {
+bool MailAttachments::ListEntities(const std::shared_ptr<MultipartEntity>& entity) {
   if (entity && entity->Fields().type == EEntityType::multipart) {
     for (const auto& child : entity->Children()) ListEntities(child);
-    return;
+    return NoError();
   }
-  if (entity && !entity->IsAttachment()) return;
+  if (entity && !entity->IsAttachment()) return NoError();
   auto attachment = std::make_shared<MailAttachment>();
   if (attachment->SetEntitySource(entity)) {
     const int32_t key = attachment->Id();
@@ -51,6 +51,7 @@ void MailAttachments::ListEntities(const std::shared_ptr<MultipartEntity>& entit
   } else {
     SetError(error::EntityAttachmentNotListed);
   }
+  return NoError();
 }
 
 }  // namespace korvane

@@ -24,9 +24,10 @@ class MailAttachments : public Object, public ErrorState {
   bool BuildAttachmentList(const std::shared_ptr<MultipartEntity>& root,
                            const std::vector<std::shared_ptr<UUAtcmt>>& files);
 
- private:
-  void ListEntities(const std::shared_ptr<MultipartEntity>& entity);
+  /// Internal: lists one tree. Error 1012; an attachment that can be listed is all the same.
+  bool ListEntities(const std::shared_ptr<MultipartEntity>& entity);
 
+ private:
   KeyedCollection<MailAttachment> items_;
 };
 
