@@ -71,11 +71,12 @@ class Pop3Server:
                         reply = self._reply(verb, line.split(" ")[1:], deleted)
                     if reply is None:
                         return
-                    connection.sendall(reply)
                     if verb == "QUIT":
                         # Deletions are final only now (RFC 1939 section 6).
                         self.messages = [message for number, message in enumerate(self.messages, 1)
                                          if number not in deleted]
+                    connection.sendall(reply)
+                    if verb == "QUIT":
                         return
             except OSError:
                 return
