@@ -1,1 +1,40 @@
-# The package that other projects find: headers, libraries, CMake and pkg-config files.
+# The package that other projects find: headers, libraries, the command line, CMake and pkg-config
+# files. Headers that only the library itself includes stay here.
+include(CMakePackageConfigHelpers)
+
+set(public_headers
+  engine/mail_engine.h
+  facade/automation_exception.h facade/basic_interface.h facade/mail_user.h facade/web_interface.h
+  frame/any.h frame/boss_object.h frame/database.h frame/enumerations.h frame/error_numbers.h
+  frame/error_state.h frame/errors.def frame/keyed_collection.h frame/registry.h frame/schema.h
+  korvane.h
+  message/mail_message.h message/mail_messages.h
+  mime/content_fields.h mime/mail_attachment.h mime/mail_attachments.h mime/multipart_entity.h
+  mime/uu_attachment.h
+  pop3/mail_server.h pop3/message_traits.h pop3/replies.h)
+foreach(header ${public_headers})
+  get_filename_component(folder ${header} DIRECTORY)
+  install(FILES src/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/${folder})
+endforeach()
+install(FILES include/Tarsel_MailConversions.h include/korvane_automation.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(TARGETS korvane Tarsel_MailConversions EXPORT korvane_targets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS korvane_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/korvane)
+install(EXPORT korvane_targets NAMESPACE korvane:: DESTINATION ${package_folder})
+configure_package_config_file(cmake/korvaneConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/package/korvaneConfig.cmake INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/package/korvaneConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/package/korvaneConfig.cmake
+              ${PROJECT_BINARY_DIR}/package/korvaneConfigVersion.cmake
+        DESTINATION ${package_folder})
+
+configure_file(cmake/korvane.pc.in ${PROJECT_BINARY_DIR}/package/korvane.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/package/korvane.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
