@@ -71,7 +71,7 @@ struct MailEngine::Doomed {
   MessageTraits traits;
   bool server_done = false;    ///< nothing (more) is to be done on the server
   bool deleted_there = false;  ///< this session deleted it there
-  bool was_deleted_here = false;
+  std::optional<bool> was_deleted_here = {};
   int64_t dead_bytes = 0;
 
   bool NeedsServer() const {
@@ -177,7 +177,7 @@ int64_t MailEngine::DeleteOfAccount(std::vector<Doomed>& rows, EDelType type, bo
   }
   if (!session.End(&deletions, true)) {
     for (const Doomed& row : rows) {
-      if (row.deleted_there && !row.was_deleted_here) dead_bytes -= row.dead_bytes;
+      if (row.deleted_there && !row.was_deleted_here.value_or(false)) dead_bytes -= row.dead_bytes;
     }
   }
   return dead_bytes;
@@ -213,7 +213,9 @@ int64_t MailEngine::MarkDeleted(std::vector<Doomed>& rows, EDelType type,
       doomed.dead_bytes = 0;
       const auto row = OpenRow(doomed.id_mail);
       if (row->Eof()) continue;  // compacted away in the meantime
-      doomed.was_deleted_here = row->Field("Cancellata").ToBool().value_or(false);
+      if (!doomed.was_deleted_here) {
+        doomed.was_deleted_here = row->Field("Cancellata").ToBool().value_or(false);
+      }
       if (doomed.deleted_there) row->SetField("IdSulServer", kDeletedOnServer);
       if (DeletesHere(type)) row->SetField("Cancellata", true);
       row->Update();
@@ -230,8 +232,8 @@ int64_t MailEngine::MarkDeleted(std::vector<Doomed>& rows, EDelType type,
   for (const Doomed& doomed : rows) {
     dead_bytes += doomed.dead_bytes;
     if (doomed.deleted_there) {
-      marked.push_back(
-          {doomed.id_mail, doomed.number, DeletesHere(type) && !doomed.was_deleted_here});
+      marked.push_back({doomed.id_mail, doomed.number,
+                        DeletesHere(type) && !doomed.was_deleted_here.value_or(false)});
     }
   }
   deletions.Remember(marked);

@@ -21,7 +21,10 @@ namespace korvane::test {
 class Request {
  public:
   explicit Request(Store& store, int32_t account = MailUser::kDefaultAccount, int32_t user = 7)
-      : connection(store.Connect()),
+      : Request(store, store.Connect(), account, user) {}
+  Request(Store& store, std::shared_ptr<Connection> over,
+          int32_t account = MailUser::kDefaultAccount, int32_t user = 7)
+      : connection(std::move(over)),
         account_object(std::make_shared<MailUser>()),
         server(std::make_shared<MailServer>()) {
     account_object->InitFromConfig(*store.Boss(), connection, user, account);
