@@ -1,0 +1,153 @@
+// The message file: how fast a compaction copies beside cp, and how much memory storing one large
+// message takes. "store_bench compaction FOLDER MEGABYTES RECORD_BYTES" prints seconds;
+// "store_bench memory FOLDER MEGABYTES KIND" prints the message's size and the peak of the memory.
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+
+#include "facade/mail_user.h"
+#include "frame/schema.h"
+#include "frame/sql_text.h"
+#include "maintenance/cleaner.h"
+#include "maintenance/compaction_steps.h"
+#include "message/mail_message.h"
+#include "message/message_file.h"
+
+using namespace korvane;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::shared_ptr<MailUser> AccountIn(const std::string& folder) {
+  const std::string settings = folder + "/registry.reg";
+  std::ofstream(settings) << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarsel_IS_App\\KorvaneMulti\\"
+                             "Korvane1\\KorvaneDll]\n\"PathAtcmts\"=\""
+                          << folder << "\"\n\"PathAtcmtsInvio\"=\"\"\n\"URLAtcmts\"=\"/f\"\n"
+                          << "\"PathMessages\"=\"" << folder << "\"\n\"PathLog\"=\"\"\n"
+                          << "\"PathBackgrDownloader\"=\"\"\n\"DbConnectionString\"=\"\"\n"
+                          << "\"ServerTimeout\"=dword:00001b58\n";
+  setenv("KORVANE_REGISTRY", settings.c_str(), 1);
+  BossObject boss;
+  boss.Init(1);
+  auto account = std::make_shared<MailUser>();
+  account->InitFromConfig(boss, nullptr, 7, MailUser::kNoAccount);
+  return account;
+}
+
+std::shared_ptr<Connection> DatabaseIn(const std::string& folder) {
+  const std::string url = "sqlite://" + folder + "/mail.db";
+  CreateSchema(url);
+  return OpenDatabase(url);
+}
+
+void Store(MailMessage& message, int32_t id, Connection& connection, BinaryFile& file, bool sync) {
+  message.SetId(id);
+  const auto row = connection.Open("mail");
+  row->AddNew();
+  row->SetField("Letto", Any(false));
+  row->SetField("DwnldCorrettoFAQ", Any(false));
+  MailMessage::StoreOptions options;
+  options.sync = sync;
+  if (!message.StoreRecordAndRow(*row, file, options) ||
+      row->Field("body_scaricato").ToInt32() == -1) {
+    std::fprintf(stderr, "the message could not be stored\n");
+    std::exit(1);
+  }
+  row->Update();
+}
+
+// Every fourth message is dead; the rest has to be copied.
+int Compaction(const std::string& folder, size_t megabytes, size_t record) {
+  const auto account = AccountIn(folder);
+  const auto connection = DatabaseIn(folder);
+  {
+    BinaryFile file;
+    file.Open(MessageFilePath(*account), BinaryFile::Mode::kReadWrite);
+    Transaction transaction(*connection);
+    const int32_t count = static_cast<int32_t>(megabytes * 1'000'000 / record);
+    for (int32_t id = 1; id <= count; ++id) {
+      MailMessage message;
+      message.LoadWholeMessage(
+          account, id, static_cast<int32_t>(record), "u", "",
+          "Subject: number " + std::to_string(id) + "\r\n\r\n" + std::string(record, 'x'));
+      Store(message, id, *connection, file, false);
+    }
+    file.Sync();
+    connection->Execute("UPDATE mail SET Cancellata=-1 WHERE id_mail%4=0");
+    connection->Execute("INSERT INTO Pulizia VALUES (1, 7, 2000000000)");
+    transaction.Commit();
+  }
+  const auto start = Clock::now();
+  double copied = 0;
+  double read_back = 0;
+  CompactMessageFile(*connection, folder, 7, [&](const char* step) {
+    if (std::strcmp(step, "copied") == 0) copied = SecondsSince(start);
+    if (std::strcmp(step, "read back") == 0) read_back = SecondsSince(start);
+  });
+  BinaryFile file;
+  file.Open(MessageFilePath(*account), BinaryFile::Mode::kRead);
+  std::printf("%lld %f %f %f\n", static_cast<long long>(file.Length()), copied, read_back,
+              SecondsSince(start));
+  return 0;
+}
+
+std::string LargeMessage(const std::string& kind, size_t bytes) {
+  const std::string line = kind == "base64"
+                               ? std::string(76, 'Q') + "\r\n"
+                               : "A line of text as people write it, with caf\xC3\xA9.\r\n";
+  std::string text = "From: a@example.org\r\nSubject: large\r\nMIME-Version: 1.0\r\n";
+  if (kind == "base64") {
+    text +=
+        "Content-Type: multipart/mixed; boundary=\"b\"\r\n\r\n--b\r\nContent-Type: "
+        "text/plain\r\n\r\n"
+        "See the file.\r\n--b\r\nContent-Type: application/octet-stream; name=\"f.bin\"\r\n"
+        "Content-Transfer-Encoding: base64\r\n\r\n";
+  } else if (kind == "quoted-printable") {
+    text += "Content-Type: text/html\r\nContent-Transfer-Encoding: quoted-printable\r\n\r\n";
+  } else {
+    text += "Content-Type: text/plain; charset=utf-8\r\n\r\n";
+  }
+  text.reserve(bytes + 100);
+  while (text.size() < bytes) text += line;
+  if (kind == "base64") text += "--b--\r\n";
+  return text;
+}
+
+int Memory(const std::string& folder, size_t megabytes, const std::string& kind) {
+  const auto account = AccountIn(folder);
+  const auto connection = DatabaseIn(folder);
+  BinaryFile file;
+  file.Open(MessageFilePath(*account), BinaryFile::Mode::kReadWrite);
+  std::string text = LargeMessage(kind, megabytes * 1'000'000);
+  const size_t size = text.size();
+  const auto start = Clock::now();
+  MailMessage message;
+  message.LoadWholeMessage(account, 1, static_cast<int32_t>(size), "u", "", std::move(text));
+  Store(message, 1, *connection, file, true);
+  const double seconds = SecondsSince(start);
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  std::printf("%zu %lld %f\n", size, static_cast<long long>(usage.ru_maxrss) * 1024, seconds);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string what = argc > 4 ? argv[1] : "";
+  if (what == "compaction") return Compaction(argv[2], std::stoul(argv[3]), std::stoul(argv[4]));
+  if (what == "memory") return Memory(argv[2], std::stoul(argv[3]), argv[4]);
+  std::fprintf(stderr, "usage: store_bench compaction|memory FOLDER MEGABYTES RECORD_BYTES|KIND\n");
+  return 2;
+}
