@@ -83,8 +83,8 @@ void PrintTable(const ListOptions& wanted, const MailMessages& page, const Any& 
   Table table({{"Id", true},
                {""},
                {"Date"},
-               {to ? "To" : "From", false, 14, 28},
-               {"Subject", false, 16},
+               {to ? "To" : "From", false, 8, 28},
+               {"Subject", false, 10},
                {""},
                {"Size", true}});
   const std::time_t now = std::time(nullptr);

@@ -1,4 +1,5 @@
 // korvane sync: brings the store up to date with the POP3 accounts.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <iostream>
@@ -46,18 +47,32 @@ std::vector<Account> Chosen(Connection& connection, const Options& options,
                                     " has no default account: give --account or --all");
 }
 
-int64_t RowsOf(Connection& connection, const Options& options, const Account& account) {
-  return FirstValue(connection,
-                    "SELECT COUNT(*) FROM mail WHERE id_utente=" + std::to_string(options.user) +
-                        " AND id_server=" + std::to_string(account.id))
-      .ToInt64()
-      .value_or(0);
+/// How many messages of an account are here, and of how many of them only the header.
+struct Stock {
+  int64_t messages = 0;
+  int64_t headers = 0;
+};
+
+Stock StockOf(Connection& connection, const Options& options, const Account& account) {
+  const auto count = [&](const char* more) {
+    const std::string statement =
+        "SELECT COUNT(*) FROM mail WHERE id_utente=" + std::to_string(options.user) +
+        " AND id_server=" + std::to_string(account.id) + more;
+    return FirstValue(connection, statement).ToInt64().value_or(0);
+  };
+  return {count(""), count(" AND body_scaricato=-1")};
 }
 
 struct Outcome {
   int64_t stored = 0;
+  int64_t without_content = 0;  ///< wanted whole, but only the row could be written
   double seconds = 0;
   Failure failure;
+
+  Exit Status() const {
+    if (failure.number() != 0) return failure.status();
+    return without_content > 0 ? Exit::kFiles : Exit::kSuccess;
+  }
 };
 
 Outcome SyncOne(const Installation& installation, WebInterface& web, const Options& options,
@@ -70,10 +85,10 @@ Outcome SyncOne(const Installation& installation, WebInterface& web, const Optio
     progress.Show(looked_at, total, std::to_string(taken) + " new");
   });
   const auto begin = std::chrono::steady_clock::now();
-  const int64_t before = RowsOf(*installation.connection, options, account);
+  const Stock before = StockOf(*installation.connection, options, account);
   web.MailListPageSize(1);
   // Nothing of this account is here: then nothing has to be looked up.
-  const bool first_download = before == 0;
+  const bool first_download = before.messages == 0;
   web.GetListMessagesInBox(kInbox, account.id, wanted.headers, wanted.delete_on_server, "",
                            first_download, EMailOrder::ORDER_DATA, EMailOrderDirection::ORDER_DESC,
                            1);
@@ -81,7 +96,10 @@ Outcome SyncOne(const Installation& installation, WebInterface& web, const Optio
   web.Server()->OnProgress({});
   progress.Clear();
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-  return {RowsOf(*installation.connection, options, account) - before, seconds.count(), failure};
+  const Stock after = StockOf(*installation.connection, options, account);
+  return {after.messages - before.messages,
+          wanted.headers ? 0 : std::max<int64_t>(0, after.headers - before.headers),
+          seconds.count(), failure};
 }
 
 std::string JsonOf(const Account& account, const Outcome& outcome) {
@@ -89,6 +107,7 @@ std::string JsonOf(const Account& account, const Outcome& outcome) {
   std::snprintf(seconds, sizeof seconds, "%.3f", outcome.seconds);
   JsonObject json;
   json.Number("id", account.id).Number("new", outcome.stored).Raw("seconds", seconds);
+  if (outcome.without_content > 0) json.Number("without_content", outcome.without_content);
   if (outcome.failure.number() != 0) json.Raw("error", outcome.failure.Json());
   return json.Str();
 }
@@ -104,6 +123,12 @@ void Print(const Account& account, const Outcome& outcome) {
   std::cout << name << outcome.stored
             << (outcome.stored == 1 ? " new message, " : " new messages, ") << seconds << " s"
             << std::endl;
+  if (outcome.without_content > 0) {
+    std::cerr << name << outcome.without_content
+              << " of them without their content, which could not be written; it is fetched again "
+                 "when they are opened\n  check the free space and the rights of the message folder"
+              << std::endl;
+  }
 }
 
 Exit Sync(const Options& options, const SyncOptions& wanted) {
@@ -114,7 +139,7 @@ Exit Sync(const Options& options, const SyncOptions& wanted) {
   std::vector<std::string> results;
   for (const Account& account : Chosen(*installation.connection, options, wanted)) {
     const Outcome outcome = SyncOne(installation, *web, options, wanted, account);
-    if (status == Exit::kSuccess) status = outcome.failure.status();
+    if (status == Exit::kSuccess) status = outcome.Status();
     results.push_back(JsonOf(account, outcome));
     if (!options.json) Print(account, outcome);
   }
