@@ -1,6 +1,7 @@
 // The operations of one message, and the object's life.
 #include "pop3/mail_server.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -8,13 +9,6 @@
 #include "frame/error_numbers.h"
 
 namespace korvane {
-namespace {
-
-constexpr size_t kReceiveBuffer = 16384;
-
-}  // namespace
-
-MailServer::MailServer() : recv_buffer_(kReceiveBuffer, '\0') {}
 
 MailServer::~MailServer() { Disconnect(); }
 

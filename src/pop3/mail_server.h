@@ -57,7 +57,7 @@ class MailServer : public Object, public ErrorState {
     kUidl,
   };
 
-  MailServer();
+  MailServer() = default;
   ~MailServer() override;  ///< sends QUIT when still connected
   MailServer(const MailServer&) = delete;
   MailServer& operator=(const MailServer&) = delete;
@@ -188,6 +188,8 @@ class MailServer : public Object, public ErrorState {
   enum class Found { kMatch, kEnd, kFailed };
   Found FindNext(const Wanted& wanted, int32_t& number);
 
+  static constexpr int32_t kReceiveBuffer = 16384;
+
   std::shared_ptr<MailUser> user_;
   int32_t socket_ = 0;
   bool socket_open_ = false;
@@ -197,7 +199,7 @@ class MailServer : public Object, public ErrorState {
   std::string uidl_;
   int32_t message_number_ = 0;
   std::string data_;
-  std::string recv_buffer_;
+  std::string recv_buffer_ = std::string(kReceiveBuffer, '\0');
   std::string command_line_;
   int32_t message_size_ = 0;
   int32_t message_count_ = -1;

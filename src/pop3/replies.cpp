@@ -70,7 +70,7 @@ void ReplyReader::Expect(ReplyKind kind) {
   status_.clear();
   dropped_ = 0;
   in_text_ = false;
-  text_ = {};
+  std::string().swap(text_);  // assigning would keep the memory of a long text
   text_begin_ = line_length_ = searched_ = end_ = end_break_ = 0;
   first_crlf_ = std::string::npos;
 }

@@ -14,7 +14,6 @@
 namespace korvane {
 namespace {
 
-constexpr int32_t kReceiveBuffer = 16384;
 /// What the sockets take for a time-out of 0 or less.
 constexpr int32_t kDefaultTimeout = 60000;
 /// A name or password longer than this is no account's.
@@ -355,6 +354,7 @@ void MailServer::GiveUp() {
   // What made the session end says more than how the end went.
   if (command_ != Command::kQuit || NoError()) SetError(error::ReceiveFailed);
   CloseConnection();
+  reader_.Reset();  // what came of a long text is not kept
 }
 
 }  // namespace korvane

@@ -150,14 +150,14 @@ TEST(HostileServer, TheLastPageOfAHugeCountIsNotCountedUpTo) {
 }
 
 TEST(HostileServer, AMessageThatTricklesIsGivenUp) {
-  Session session(100);
+  Session session(250);
   MailServer::Limits limits;
-  limits.timeouts_per_command = 3;
+  limits.timeouts_per_command = 2;
   session.client->SetLimits(limits);
   session.server.Login("bob", "secret")
       .Hear("RETR 1")
       .SayLine("+OK")
-      .Drip(std::string(100, 'x'), 30);
+      .Drip(std::string(100, 'x'), 60);
   session.LogIn();
   EXPECT_LT(SecondsOf([&] { session.client->RunOn(Command::kRetr, 1); }), 2.0);
   EXPECT_EQ(session.client->GetLastError(), error::ReceiveFailed);

@@ -19,7 +19,7 @@ namespace {
 using State = MailServer::State;
 using Command = MailServer::Command;
 
-constexpr int32_t kTimeout = 120;
+constexpr int32_t kTimeout = 200;
 
 enum class Event {
   kPositive,
