@@ -63,7 +63,7 @@ CREATE INDEX IF NOT EXISTS mail_posizioni
   ON mail (id_utente, body_scaricato, id_mail, Cancellata);
 
 CREATE TABLE IF NOT EXISTS messaggi_eliminati (
-  id_eliminato     BIGINT NOT NULL AUTO_INCREMENT PRIMARY KEY,
+  id_eliminato     INTEGER NOT NULL PRIMARY KEY,
   id_utente        INTEGER NOT NULL,
   id_server        INTEGER NOT NULL,
   campo_received   LONGTEXT,
