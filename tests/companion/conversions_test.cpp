@@ -231,7 +231,12 @@ TEST(UUDecode, ALineShorterThanItsCountGivesWhatItHolds) {
   EXPECT_EQ(Uu("M\r\n#0V%T"), "Cat");
 }
 
-TEST(UUDecode, EmptyLinesHoldNothing) { EXPECT_EQ(Uu("\r\n\r\n#0V%T\r\n\r\n"), "Cat"); }
+TEST(UUDecode, EmptyLinesHoldNothing) {
+  EXPECT_EQ(Uu("\r\n\r\n#0V%T\r\n\r\n"), "Cat");
+  EXPECT_EQ(Uu("\n\n#0V%T\n"), "Cat");
+  // As long as if the line end were the count of a line.
+  EXPECT_EQ(Uu("\n!" + Repeat("0V%T", 13) + "0V%\r\n#0V%T" + std::string(40, ' ')), "CCat");
+}
 
 TEST(UUDecode, FullLinesOf45BytesComeBack) {
   std::mt19937 random(8);

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -16,11 +15,13 @@ namespace {
 std::set<std::string> Declared() {
   std::ifstream file(KORVANE_SOURCE_DIR "/include/Tarsel_MailConversions.h");
   const std::string header{std::istreambuf_iterator<char>(file), {}};
-  const std::regex declaration(R"(MP_CALL (\w+)\()");
+  const std::string mark = "MP_CALL ";
   std::set<std::string> names;
-  for (std::sregex_iterator match(header.begin(), header.end(), declaration), end; match != end;
-       ++match) {
-    names.insert((*match)[1]);
+  for (size_t at = header.find(mark); at != header.npos; at = header.find(mark, at)) {
+    at += mark.size();
+    // Behind the other places where the word stands comes no name with a parenthesis.
+    const size_t end = header.find_first_of("( \n", at);
+    if (end != header.npos && header[end] == '(') names.insert(header.substr(at, end - at));
   }
   return names;
 }

@@ -37,7 +37,8 @@ KORVANE_WIDE size_t UuDecode(const char* input, size_t size, char* output) {
     if (*in != mark) {
       mark = *in;
       count = (static_cast<uint8_t>(mark) - 32u) & 63u;
-      characters = (count + 2) / 3 * 4;
+      // A line end has a value like any character, but is an empty line.
+      characters = mark == '\n' ? 0 : (count + 2) / 3 * 4;
     }
     // A block's store reaches 8 bytes beyond what it decodes; the characters behind it leave room.
     if (characters >= kBlock && static_cast<size_t>(end - in) >= 1 + characters + 2 + 16) {
