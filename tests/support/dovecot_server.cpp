@@ -100,7 +100,6 @@ DovecotServer::DovecotServer() {
     fs::permissions(folder_ / name, fs::perms(0755));
   }
   Give(folder_ / "mail");
-  Spit(folder_ / "users", "");
   Run({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
        "-keyout", folder_ / "key.pem", "-out", folder_ / "cert.pem", "-days", "2", "-subj",
        "/CN=localhost", "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1"},
@@ -110,10 +109,6 @@ DovecotServer::DovecotServer() {
 DovecotServer::~DovecotServer() { Kill(); }
 
 void DovecotServer::AddUser(const std::string& user) {
-  users_ += user + ":{PLAIN}" + kPassword + "::::::\n";
-  // Replaced by a rename: a running server reads the file at any moment.
-  Spit(folder_ / "users.new", users_);
-  fs::rename(folder_ / "users.new", folder_ / "users");
   fs::create_directory(Mailbox(user));
   Give(Mailbox(user));
   for (const char* name : {"/new", "/cur", "/tmp"}) {
@@ -161,57 +156,64 @@ void DovecotServer::Empty(const std::string& user) {
 void DovecotServer::WriteConfiguration() {
   const std::string owner = Owner()->pw_name;
   const std::string group = ::getgrgid(Owner()->pw_gid)->gr_name;
-  std::string text =
-      "protocols = pop3\n"
-      "listen = 127.0.0.1\n"
-      "base_dir = " +
-      folder_ /
-          "run\n"
-          "state_dir = " +
-      folder_ /
-          "state\n"
-          "log_path = " +
-      folder_ /
-          "log\n"
-          "disable_plaintext_auth = no\n"
-          "auth_failure_delay = 0\n"
-          "first_valid_uid = 1\n"
-          "first_valid_gid = 1\n"
-          "mail_max_userip_connections = 100\n"
-          "mail_location = maildir:" +
-      folder_ /
-          "mail/%u\n"
-          "mail_fsync = never\n"
-          "ssl = yes\n"
-          "ssl_cert = <" +
-      folder_ /
-          "cert.pem\n"
-          "ssl_key = <" +
-      folder_ /
-          "key.pem\n"
-          "passdb {\n  driver = passwd-file\n  args = " +
-      folder_ /
-          "users\n}\n"
-          "userdb {\n  driver = static\n"
-          "  args = uid=" +
-      owner + " gid=" + group + " home=" +
-      folder_ /
-          "mail/%u\n}\n"
-          "service anvil {\n  chroot =\n"
-          // No waiting after wrong passwords.
-          "  unix_listener anvil-auth-penalty {\n    mode = 0\n  }\n}\n"
-          "service pop3-login {\n  chroot =\n"
-          "  inet_listener pop3 {\n    port = " +
-      std::to_string(port_) +
-      "\n  }\n"
-      "  inet_listener pop3s {\n    port = " +
-      std::to_string(tls_port_) +
-      "\n    ssl = yes\n  }\n"
-      "}\n";
+  std::string text = R"(
+protocols = pop3
+listen = 127.0.0.1
+base_dir = FOLDER/run
+state_dir = FOLDER/state
+log_path = FOLDER/log
+disable_plaintext_auth = no
+auth_failure_delay = 0
+first_valid_uid = 1
+first_valid_gid = 1
+mail_max_userip_connections = 100
+mail_location = maildir:FOLDER/mail/%u
+mail_fsync = never
+ssl = yes
+ssl_cert = <FOLDER/cert.pem
+ssl_key = <FOLDER/key.pem
+passdb {
+  driver = static
+  args = password=PASSWORD
+}
+userdb {
+  driver = static
+  args = uid=OWNER gid=GROUP home=FOLDER/mail/%u
+}
+service anvil {
+  chroot =
+  # No waiting after wrong passwords.
+  unix_listener anvil-auth-penalty {
+    mode = 0
+  }
+}
+service pop3-login {
+  chroot =
+  inet_listener pop3 {
+    port = PLAIN_PORT
+  }
+  inet_listener pop3s {
+    port = TLS_PORT
+    ssl = yes
+  }
+}
+)";
   if (!Root()) {
     // Only root can change users; everything then runs as whoever runs the test.
-    text += "default_internal_user = " + owner + "\ndefault_internal_group = " + group +
-            "\ndefault_login_user = " + owner + "\n";
+    text +=
+        "default_internal_user = OWNER\ndefault_internal_group = GROUP\n"
+        "default_login_user = OWNER\n";
+  }
+  const std::pair<std::string, std::string> values[] = {{"FOLDER", folder_.path()},
+                                                        {"PASSWORD", kPassword},
+                                                        {"OWNER", owner},
+                                                        {"GROUP", group},
+                                                        {"PLAIN_PORT", std::to_string(port_)},
+                                                        {"TLS_PORT", std::to_string(tls_port_)}};
+  for (const auto& [name, value] : values) {
+    for (size_t at = 0; (at = text.find(name, at)) != std::string::npos; at += value.size()) {
+      text.replace(at, name.size(), value);
+    }
   }
   Spit(folder_ / "dovecot.conf", text);
 }

@@ -21,7 +21,7 @@ class DovecotServer {
 
   /// A user with an empty mailbox; all have the same password. Also while the server runs.
   void AddUser(const std::string& user);
-  static constexpr const char* kPassword = "secret of the test";
+  static constexpr const char* kPassword = "secret-of-the-test";
 
   /// Delivers a message behind those that are there. LF line ends become CR LF on the wire.
   void Deliver(const std::string& user, const std::string& message);
@@ -50,7 +50,6 @@ class DovecotServer {
   std::vector<std::string> Files(const std::string& user) const;
 
   TempFolder folder_;
-  std::string users_;
   int delivered_ = 0;
   int port_ = 0;
   int tls_port_ = 0;
