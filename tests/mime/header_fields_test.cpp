@@ -56,8 +56,8 @@ TEST(Unfold, ACarriageReturnAloneEndsNoLine) {
   EXPECT_EQ(Unfolded("A: 1\r\r\nB: 2\r"), (Lines{"A: 1\r", "B: 2\r"}));
 }
 
-// What the rules say, one search after the other, as slowly as they say it.
-Lines UnfoldedByTheRules(std::string header) {
+// The plain way: one search and one change of the text after the other.
+Lines UnfoldedStepByStep(std::string header) {
   size_t from = 0;
   while (from < header.size()) {
     const size_t at = header.find("\r\n", from);
@@ -96,9 +96,9 @@ void ForEveryHeader(Check check) {
   }
 }
 
-TEST(Unfold, EveryShortHeaderUnfoldsAsTheRulesSay) {
+TEST(Unfold, EveryShortHeaderUnfoldsAsItDoesStepByStep) {
   ForEveryHeader([](const std::string& header) {
-    ASSERT_EQ(Unfolded(header), UnfoldedByTheRules(header)) << testing::PrintToString(header);
+    ASSERT_EQ(Unfolded(header), UnfoldedStepByStep(header)) << testing::PrintToString(header);
   });
 }
 
@@ -125,9 +125,9 @@ std::vector<Field> FieldsOf(std::string_view header) {
   return fields;
 }
 
-std::vector<Field> FieldsByTheRules(const std::string& header) {
+std::vector<Field> FieldsStepByStep(const std::string& header) {
   std::vector<Field> fields;
-  for (const std::string& line : UnfoldedByTheRules(header)) {
+  for (const std::string& line : UnfoldedStepByStep(header)) {
     const size_t colon = line.find(':');
     if (colon == std::string::npos || colon == 0) continue;
     const std::string name = LowerCase(TrimBlanks(std::string_view(line).substr(0, colon)));
@@ -165,7 +165,7 @@ TEST(HeaderReader, ANameLongerThanAnyTablesIsEmpty) {
 
 TEST(HeaderReader, EveryShortHeaderReadsAsItUnfolds) {
   ForEveryHeader([](const std::string& header) {
-    ASSERT_EQ(FieldsOf(header), FieldsByTheRules(header)) << testing::PrintToString(header);
+    ASSERT_EQ(FieldsOf(header), FieldsStepByStep(header)) << testing::PrintToString(header);
   });
 }
 
