@@ -111,10 +111,13 @@ DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* p
   const bool opened = batch.with_records && file.Open(path, BinaryFile::Mode::kReadWrite);
   const int64_t length = opened ? file.Length() : -1;
   std::vector<std::string> files;
-  const auto take_back = [&] {
+  const auto forget = [&] {
     batch.state = before;
     batch.failed = nullptr;
     batch.recorded.clear();
+  };
+  const auto take_back = [&] {
+    forget();
     if (length >= 0) file.Truncate(length);
     RemoveFiles(files);
   };
@@ -134,6 +137,10 @@ DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* p
       take_back();
       WriteBatch(batch, none, files);
     });
+  } catch (const CommitInDoubt&) {
+    // The rows may be there: then their records and files have to be there too.
+    forget();
+    throw;
   } catch (...) {
     take_back();
     throw;

@@ -165,6 +165,8 @@ bool MailEngine::StoreFetched(const FetchPlan& plan, MailMessage& message) {
       take_back();
       stored = WriteFetched(plan, message, file, files);
     });
+  } catch (const CommitInDoubt&) {
+    throw;  // the row may point at the record
   } catch (...) {
     take_back();
     throw;

@@ -41,6 +41,13 @@ class DatabaseError : public std::runtime_error {
   Kind kind_;
 };
 
+/// The connection was lost while a commit was under way: it may have been made or not. What the
+/// rows of the transaction point at has to stay.
+class CommitInDoubt : public DatabaseError {
+ public:
+  explicit CommitInDoubt(const std::string& what) : DatabaseError(Kind::kConnectionLost, what) {}
+};
+
 /// Cursor and lock kinds, with the numbers that the ADO interface gives them.
 enum class CursorLocation : int32_t { kServer = 2 };
 enum class CursorType : int32_t { kDynamic = 2 };
@@ -126,8 +133,14 @@ class Transaction {
         // The connection is gone, and with it everything that was not committed.
       }
   }
+  /// Throws CommitInDoubt when nobody can say whether it was made.
   void Commit() {
-    connection_.Commit();
+    try {
+      connection_.Commit();
+    } catch (const DatabaseError& fault) {
+      if (fault.kind() == DatabaseError::Kind::kConnectionLost) throw CommitInDoubt(fault.what());
+      throw;
+    }
     done_ = true;
   }
 

@@ -107,12 +107,10 @@ int32_t MailMessage::SaveOnce(Connection& connection, BinaryFile& file) {
     row->Close();
     transaction.Commit();
     return error::None;
-  } catch (const DatabaseError& refusal) {
-    // Whether a commit over a lost connection was made is unknown: then the record stays, because a
-    // row may point at it.
-    if (position != -1 && refusal.kind() != DatabaseError::Kind::kConnectionLost) {
-      UndoStoredRecord(file, position, written);
-    }
+  } catch (const CommitInDoubt&) {
+    throw;  // the row may be there, so its record has to stay
+  } catch (const DatabaseError&) {
+    if (position != -1) UndoStoredRecord(file, position, written);
     throw;
   }
 }

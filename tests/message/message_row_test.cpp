@@ -223,6 +223,20 @@ TEST(MessageRow, ARowThatCannotBeWrittenIs1055AndTakesItsRecordBack) {
   EXPECT_EQ(store.FileBytes(), before);
   EXPECT_TRUE(store.AttachmentFiles().empty());
   EXPECT_TRUE(attempt.written.empty());
+  std::string log;
+  EXPECT_TRUE(ReadWholeFile(store.folder() / "log/korvane_debug.log", log));
+  EXPECT_NE(log.find("MailMessage.FillRow: made to fail"), std::string::npos);
+  EXPECT_EQ(log.find("See the file"), std::string::npos);
+}
+
+TEST(MessageRow, AFolderInPlaceOfTheMessageFileIsARecordThatCannotBeWritten) {
+  MessageStore store;
+  std::filesystem::create_directory(store.message_file());
+  const auto message = store.Downloaded(MessageWithFile("a.bin", "AAECAw=="));
+  Attempt attempt(store);
+  EXPECT_TRUE(attempt.Run(*message));
+  EXPECT_EQ(attempt.Position(), -1);
+  EXPECT_TRUE(store.AttachmentFiles().empty());
 }
 
 TEST(MessageRow, NeitherRecordNorRowIs1056) {

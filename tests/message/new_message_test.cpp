@@ -211,6 +211,14 @@ TEST(NewMessage, ACommitOverALostConnectionLeavesTheRecordForARowThatMayPointAtI
   EXPECT_NE(store.FileBytes(), "");
 }
 
+TEST(NewMessage, AConnectionLostBeforeTheCommitLeavesNothing) {
+  const MessageStore store;
+  const auto watched = std::make_shared<WatchedConnection>(store.connection());
+  watched->FailAt("update", Kind::kConnectionLost);
+  EXPECT_FALSE(NewMessage(store)->NM_Save(watched));
+  EXPECT_EQ(store.FileBytes(), "");
+}
+
 TEST(NewMessage, ARecordThatCannotBeWrittenIs1052AndLeavesNoRow) {
   const MessageStore store;
   ASSERT_TRUE(NewMessage(store)->NM_Save(store.connection()));
