@@ -1,16 +1,16 @@
-/* The component's objects for any language that can call C: create an object by its class name, then
- * read, write and call its members by name with any-values.
+/* The component's objects for any language that can call C: create an object by its class name,
+ * then read, write and call its members by name with any-values.
  *
  * The classes, their members, parameters and defaults are the object model (docs/object_model.md);
  * korvane_object_model() returns it as JSON, so that a binding needs no table of its own.
  *
  * Objects are numbers. One that was released, that was never handed out or that is of another class
- * is refused, not followed. An object belongs to one thread at a time; different objects may be used
- * from different threads at once. Objects may be released in any order: a message stays good after
- * the facade that handed it out is gone.
+ * is refused, not followed. An object belongs to one thread at a time; different objects may be
+ * used from different threads at once. Objects may be released in any order: a message stays good
+ * after the facade that handed it out is gone.
  *
- * Texts are UTF-8 with a length, so they may hold NULs. A text that the library hands out belongs to
- * the caller until korvane_clear; a text that the caller hands in is copied.
+ * Texts are UTF-8 with a length, so they may hold NULs. A text that the library hands out belongs
+ * to the caller until korvane_clear; a text that the caller hands in is copied.
  */
 #ifndef KORVANE_AUTOMATION_H
 #define KORVANE_AUTOMATION_H
@@ -56,12 +56,12 @@ typedef struct korvane_value {
 /* Why a call failed. */
 enum {
   KORVANE_OK = 0,
-  KORVANE_RAISED = 1,        /* the member raised an automation error: number, source, description */
-  KORVANE_NO_MEMBER = 2,     /* the class has no such member of that kind */
-  KORVANE_BAD_ARGUMENT = 3,  /* too many, too few, an unknown name, or of the wrong type */
-  KORVANE_BAD_OBJECT = 4,    /* released, or never handed out */
-  KORVANE_NO_CLASS = 5,      /* no creatable class of that name */
-  KORVANE_NO_CONNECTION = 6  /* the database cannot be opened */
+  KORVANE_RAISED = 1,       /* the member raised an automation error: number, source, description */
+  KORVANE_NO_MEMBER = 2,    /* the class has no such member of that kind */
+  KORVANE_BAD_ARGUMENT = 3, /* too many, too few, an unknown name, or of the wrong type */
+  KORVANE_BAD_OBJECT = 4,   /* released, or never handed out */
+  KORVANE_NO_CLASS = 5,     /* no creatable class of that name */
+  KORVANE_NO_CONNECTION = 6 /* the database cannot be opened */
 };
 
 typedef struct korvane_error {
@@ -81,9 +81,8 @@ KORVANE_API int32_t korvane_connect(const char* url, korvane_object* connection,
                                     korvane_error* error);
 
 /* Reads a property; `arguments` only where it has parameters. */
-KORVANE_API int32_t korvane_get(korvane_object object, const char* member,
-                                korvane_value* arguments, int32_t count, korvane_value* result,
-                                korvane_error* error);
+KORVANE_API int32_t korvane_get(korvane_object object, const char* member, korvane_value* arguments,
+                                int32_t count, korvane_value* result, korvane_error* error);
 
 /* Writes a property. */
 KORVANE_API int32_t korvane_let(korvane_object object, const char* member,

@@ -25,8 +25,9 @@ int main(int argc, char** argv) try {
   if (!web.Init(settings)) return Fail(web);
 
   Any pages, mails;
-  const auto page = web.GetListMessagesInBox(1, -10, false, false, "", false, EMailOrder::ORDER_DATA,
-                                             EMailOrderDirection::ORDER_DESC, 1, &pages, &mails);
+  const auto page =
+      web.GetListMessagesInBox(1, -10, false, false, "", false, EMailOrder::ORDER_DATA,
+                               EMailOrderDirection::ORDER_DESC, 1, &pages, &mails);
   if (web.GetLastError() != 0) return Fail(web);
   std::cout << mails.ToText() << " messages on " << pages.ToText() << " pages\n";
   for (int32_t i = 1; i <= page->Count(); ++i) {

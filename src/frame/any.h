@@ -41,8 +41,8 @@ class Any {
   Any(std::string_view value) : value_(std::string(value)) {}
   Any(const char* value) : value_(std::string(value)) {}
   template <class T>
-    requires std::is_base_of_v<Object, T>
-  Any(std::shared_ptr<T> object) : value_(std::shared_ptr<Object>(std::move(object))) {}
+  requires std::is_base_of_v<Object, T> Any(std::shared_ptr<T> object)
+      : value_(std::shared_ptr<Object>(std::move(object))) {}
 
   const Value& value() const { return value_; }
   bool IsEmpty() const { return std::holds_alternative<std::monostate>(value_); }

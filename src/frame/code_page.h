@@ -1,6 +1,6 @@
 // The system code page. Bytes that form UTF-8 (RFC 3629) are UTF-8; any other byte from 0x80 up is
-// its Windows-1252 character, the five unassigned ones being U+0081, 8D, 8F, 90 and 9D. This pair is
-// the only place where bytes and characters are converted into each other.
+// its Windows-1252 character, the five unassigned ones being U+0081, 8D, 8F, 90 and 9D. This pair
+// is the only place where bytes and characters are converted into each other.
 #pragma once
 
 #include <string>

@@ -1,6 +1,6 @@
 // The published object model as data: the classes, their members in slot order, parameters with
-// optionality and defaults, and the enumerations. The C interface dispatches by it; the type library,
-// the documentation page and Python's help() are made from it. It is written once, in
+// optionality and defaults, and the enumerations. The C interface dispatches by it; the type
+// library, the documentation page and Python's help() are made from it. It is written once, in
 // object_model.cpp.
 #pragma once
 

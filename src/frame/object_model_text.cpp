@@ -103,12 +103,12 @@ std::string ToJson(std::span<const Class> additional) {
   out += ",\n\"enumerations\":[";
   for (const Enumeration& one : Enumerations()) {
     if (&one != Enumerations().data()) out += ",\n";
-    out += "{\"name\":" + Quoted(one.name) + ",\"purpose\":" + Quoted(one.purpose) +
-           ",\"members\":[";
+    out +=
+        "{\"name\":" + Quoted(one.name) + ",\"purpose\":" + Quoted(one.purpose) + ",\"members\":[";
     for (const EnumerationMember& member : one.members) {
       if (&member != one.members.data()) out += ',';
-      out += "{\"name\":" + Quoted(member.name) + ",\"value\":" + std::to_string(member.value) +
-             '}';
+      out +=
+          "{\"name\":" + Quoted(member.name) + ",\"value\":" + std::to_string(member.value) + '}';
     }
     out += "]}";
   }
