@@ -1,6 +1,7 @@
 // SQLite, the embedded engine: one file, write-ahead log, full synchronisation, a busy time-out.
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include "frame/database_url.h"
@@ -41,6 +42,24 @@ ColumnKind KindOfDeclaration(std::string_view type) {
   if (lower.starts_with("date") || lower.starts_with("timestamp")) return ColumnKind::kDate;
   if (lower.starts_with("real") || lower.starts_with("double")) return ColumnKind::kReal;
   return ColumnKind::kText;
+}
+
+/// A site may have declared its columns as it liked: this engine keeps dates and booleans as texts
+/// and numbers anyway. The system's own dates and booleans are known by their names.
+ColumnKind KindOfColumn(std::string_view name, std::string_view type) {
+  const ColumnKind declared = KindOfDeclaration(type);
+  const std::string lower = LowerName(name);
+  const auto is_one_of = [&](std::initializer_list<std::string_view> names) {
+    return std::ranges::find(names, lower) != names.end();
+  };
+  if (declared == ColumnKind::kText && is_one_of({"data", "data1", "data3"})) {
+    return ColumnKind::kDate;
+  }
+  if (declared != ColumnKind::kDate &&
+      is_one_of({"letto", "allegati", "cancellata", "dwnldcorrettofaq", "error"})) {
+    return ColumnKind::kBoolean;
+  }
+  return declared;
 }
 
 /// The 255 of "VARCHAR(255)".
@@ -99,7 +118,7 @@ class SqliteDriver final : public Driver {
       Column column;
       column.name = sqlite3_column_name(statement, i);
       const char* declared = sqlite3_column_decltype(statement, i);
-      if (declared) column.kind = KindOfDeclaration(declared);
+      if (declared) column.kind = KindOfColumn(column.name, declared);
       rows.columns.push_back(std::move(column));
     }
     int code = sqlite3_step(statement);
@@ -130,7 +149,7 @@ class SqliteDriver final : public Driver {
       const Cell* row = rows.Row(i);
       Column column;
       column.name = row[0].value_or("");
-      column.kind = KindOfDeclaration(row[1].value_or(""));
+      column.kind = KindOfColumn(column.name, row[1].value_or(""));
       column.longest = LengthOfDeclaration(row[1].value_or(""));
       column.key = row[2].value_or("0") != "0";
       columns.push_back(std::move(column));

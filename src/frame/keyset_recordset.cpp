@@ -458,6 +458,20 @@ std::string TableName(const DatabaseSession& session, const std::string& table) 
   return Quoted(session.driver->dialect() == Dialect::kPostgresql ? LowerName(table) : table);
 }
 
+/// Where a site declared no primary key, the system's own identifiers still are one.
+void MarkIdentifier(const std::string& table, std::vector<Column>& columns) {
+  static constexpr std::pair<std::string_view, std::string_view> kIdentifiers[] = {
+      {"mail", "id_mail"},
+      {"ultimi_scaricamenti", "id_scaricamento"},
+      {"pulizia", "id_pulizia"},
+      {"testdata", "idtestdata"}};
+  if (std::ranges::any_of(columns, &Column::key)) return;
+  const auto known =
+      std::ranges::find(kIdentifiers, LowerName(table), [](const auto& one) { return one.first; });
+  if (known == std::end(kIdentifiers)) return;
+  for (Column& column : columns) column.key = SameName(column.name, known->second);
+}
+
 }  // namespace
 
 const std::vector<Column>& DatabaseSession::ColumnsOf(const std::string& table) {
@@ -466,6 +480,7 @@ const std::vector<Column>& DatabaseSession::ColumnsOf(const std::string& table) 
   static const std::vector<Column> kNone;
   std::vector<Column> columns = driver->Describe(table);
   if (columns.empty()) return kNone;  // not kept: it may be made later
+  MarkIdentifier(table, columns);
   return tables_.emplace(table, std::move(columns)).first->second;
 }
 
