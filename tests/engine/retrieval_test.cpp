@@ -153,6 +153,15 @@ TEST_F(Retrieval, ADamagedOrMissingMessageFileIsError1057) {
   EXPECT_FALSE(std::filesystem::exists(store.MessageFile())) << "reading makes no file";
 }
 
+TEST_F(Retrieval, ACompactionThatDiedBetweenItsRenamesIsSettledBeforeTheFileIsRead) {
+  Deliver(1, 2);
+  const auto rows = Whole();
+  std::filesystem::rename(store.MessageFile(), store.MessageFolder() + "/7_Messaggi_cpy.dat");
+  Request request(store);
+  EXPECT_TRUE(request.engine.GetMessage(rows[1].id, "", false)) << request.Error();
+  EXPECT_TRUE(std::filesystem::exists(store.MessageFile()));
+}
+
 TEST_F(Retrieval, AMessageThatWentFromTheServerIsTheClientsError) {
   Deliver(1, 2);
   const auto rows = Headers();

@@ -45,17 +45,18 @@ std::string Number(int64_t value) { return std::to_string(value); }
 
 }  // namespace
 
-Store::Store() {
+Store::Store(std::string url)
+    : url_(url.empty() ? "sqlite://" + folder_ / "mail.db" : std::move(url)) {
   for (const char* name : {"messages", "attachments", "log"}) fs::create_directory(folder_ / name);
   SetDebugMode(false);
   ::setenv("KORVANE_REGISTRY", (folder_ / "registry.reg").c_str(), 1);
-  CreateSchema(url());
+  CreateSchema(url_);
   connection_ = Connect();
 }
 
 void Store::SetDebugMode(bool on) {
   std::ofstream(folder_ / "registry.reg", std::ios::binary)
-      << SettingsText(folder_.path(), url(), on);
+      << SettingsText(folder_.path(), url_, on);
 }
 
 int32_t Store::Add(const Account& account) {

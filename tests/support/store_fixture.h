@@ -16,7 +16,9 @@ namespace korvane::test {
 
 class Store {
  public:
-  Store();  ///< names its settings file in KORVANE_REGISTRY
+  /// Over the empty database at `url`, or over an SQLite database of its own. Names its settings
+  /// file in KORVANE_REGISTRY.
+  explicit Store(std::string url = "");
 
   struct Account {
     int32_t user = 7;
@@ -32,7 +34,7 @@ class Store {
   int32_t Add(const Account& account);
   void ChangeAccount(int32_t id, const std::string& column, const Any& value);
 
-  std::string url() const { return "sqlite://" + folder_ / "mail.db"; }
+  const std::string& url() const { return url_; }
   /// The connection that the tests look through, not the one that the code under test uses.
   Connection& db() { return *connection_; }
   std::shared_ptr<Connection> Connect() const { return OpenDatabase(url()); }
@@ -82,6 +84,7 @@ class Store {
 
  private:
   TempFolder folder_;
+  std::string url_;
   std::shared_ptr<Connection> connection_;
   int32_t accounts_ = 0;
 };
