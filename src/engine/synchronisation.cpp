@@ -1,4 +1,5 @@
 // Bringing the store up to date with the accounts.
+#include <optional>
 #include <string>
 
 #include "engine/account_settling.h"
@@ -72,21 +73,31 @@ void MailEngine::SyncOpenAccount(const SyncRequest& sync, Session& session) {
   }
   const LastDownload before = state;
 
-  const auto messages =
-      sync.header_only
-          ? server_->GetNewHeaders(*connection_, state.time, state.look_up)
-          : server_->GetNewMessages(*connection_, state.time, state.look_up, sync.separator);
-  bool clean = messages && server_->GetLastError() == 0;
-  if (!clean) {
-    CopyError(*server_);
-    // A session that the server refused with its greeting has no number.
-    if (NoError()) SetError(error::ReceiveFailed);
-  }
   DownloadedStore store(account_, *connection_, *server_);
-  if (messages) {
+  bool clean = true;
+  bool in_parts = false;
+  std::optional<std::string> newest;
+  for (int32_t start = 0;;) {
+    const auto messages = sync.header_only
+                              ? server_->GetNewHeaders(*connection_, state.time, state.look_up)
+                              : server_->GetNewMessages(*connection_, state.time, state.look_up,
+                                                        sync.separator, start);
+    if (start == 0) newest = server_->NewestReceived();
+    start = server_->SelectionGoesOnAt();
+    clean = messages && server_->GetLastError() == 0;
+    if (!clean) {
+      CopyError(*server_);
+      // A session that the server refused with its greeting has no number.
+      if (NoError()) SetError(error::ReceiveFailed);
+    }
+    if (!messages) {
+      if (!in_parts) state = before;
+      break;
+    }
     // A selection that stopped left older messages behind: nothing that is stored now may count as
     // known together with them.
-    if (!clean) state.look_up = true;
+    in_parts = in_parts || start > 0;
+    if (!clean || in_parts) state.look_up = true;
     const bool stored = sync.header_only
                             ? store.StoreHeaders(*messages, state)
                             : store.StoreMessages(*messages, sync.delete_on_server, state);
@@ -94,8 +105,7 @@ void MailEngine::SyncOpenAccount(const SyncRequest& sync, Session& session) {
       CopyError(*messages);
       clean = false;
     }
-  } else {
-    state = before;
+    if (!clean || start == 0) break;
   }
   try {
     WriteLastDownload(*connection_, *account_, state);
@@ -106,11 +116,11 @@ void MailEngine::SyncOpenAccount(const SyncRequest& sync, Session& session) {
   }
   if (!session.End(&store.Deletions(), store.Committed())) clean = false;
 
-  if (!options_.settle || !clean || !before.look_up) return;
+  // A download in parts is under look-ups only for its own sake.
+  const bool settle = before.look_up ? options_.settle : in_parts;
+  if (!settle || !clean || !newest) return;
   try {
-    if (const auto newest = server_->NewestReceived()) {
-      SettleAccount(*connection_, *account_, *newest);
-    }
+    SettleAccount(*connection_, *account_, *newest);
   } catch (const DatabaseError& fault) {
     TakeFault("MailEngine.SettleAccount", fault);
   }

@@ -83,6 +83,7 @@ std::shared_ptr<MailMessage> MailServer::RetrieveWhole(int32_t number, std::stri
   message_size_ = 0;
   Run(Command::kRetr);
   std::string text = std::exchange(data_, {});
+  text_bytes_ = static_cast<int64_t>(text.size());
   if (!Tolerates(error::ServerRefusedList)) return nullptr;
   if (ask_uidl) {
     uidl_.clear();

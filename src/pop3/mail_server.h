@@ -109,8 +109,13 @@ class MailServer : public Object, public ErrorState {
   std::shared_ptr<MailMessages> GetNewHeaders(Connection& connection, const std::string& last_time,
                                               bool first_download);
   /// Errors 1008, 1069, 1070, 1204.
+  /// Looks at the messages from `start` down, 0 being the newest.
   std::shared_ptr<MailMessages> GetNewMessages(Connection& connection, const std::string& last_time,
-                                               bool first_download, std::string_view separator);
+                                               bool first_download, std::string_view separator,
+                                               int32_t start = 0);
+  /// Where the last selection stopped because it held enough: the number to go on from in this
+  /// session; 0 when it came to its end.
+  int32_t SelectionGoesOnAt() const { return selection_goes_on_at_; }
 
   /// The "received" text of the newest message that the last selection looked at, or nothing when
   /// it found none on the server.
@@ -127,6 +132,9 @@ class MailServer : public Object, public ErrorState {
     /// thousand bytes a second. A server that sends one byte at a time just within the time-out
     /// would hold the session for ever otherwise.
     int32_t timeouts_per_command = 10;
+    /// A selection of whole messages stops when it has taken this many bytes, so that a large
+    /// mailbox does not have to fit into memory.
+    int64_t selection_bytes = 64 * 1024 * 1024;
   };
   void SetLimits(const Limits& limits);
 
@@ -213,6 +221,8 @@ class MailServer : public Object, public ErrorState {
   int64_t command_bytes_ = 0;
   std::set<int32_t> deleted_;  ///< numbers deleted in this session
   std::optional<std::string> newest_received_;
+  int32_t selection_goes_on_at_ = 0;
+  int64_t text_bytes_ = 0;  ///< of the last whole message, as it came
   Progress progress_;
 };
 

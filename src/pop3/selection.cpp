@@ -1,5 +1,6 @@
 // Which messages on the server are new: from the newest down to the time of the last download, or
 // to the first message that is known together with all older ones.
+#include <algorithm>
 #include <functional>
 #include <utility>
 
@@ -17,7 +18,8 @@ struct MailServer::Selection {
   const std::string& last_time;
   bool first_download;   ///< look every candidate up
   int32_t header_error;  ///< when a header fails
-  /// Receives each new message, with its header; false stops the selection, with an error set.
+  int32_t start;         ///< the first number to look at, 0 for the newest
+  /// Receives each new message, with its header; false stops the selection.
   std::function<bool(int32_t number, std::shared_ptr<MailMessage> header)> take;
 };
 
@@ -25,7 +27,7 @@ std::shared_ptr<MailMessages> MailServer::GetNewHeaders(Connection& connection,
                                                         const std::string& last_time,
                                                         bool first_download) {
   auto messages = std::make_shared<MailMessages>();
-  const bool begun = Select(connection, {last_time, first_download, error::SelectHeaderFailed,
+  const bool begun = Select(connection, {last_time, first_download, error::SelectHeaderFailed, 0,
                                          [&](int32_t number, std::shared_ptr<MailMessage> header) {
                                            messages->Add(std::move(header), number);
                                            return true;
@@ -36,13 +38,19 @@ std::shared_ptr<MailMessages> MailServer::GetNewHeaders(Connection& connection,
 std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
                                                          const std::string& last_time,
                                                          bool first_download,
-                                                         std::string_view separator) {
+                                                         std::string_view separator,
+                                                         int32_t start) {
   auto messages = std::make_shared<MailMessages>();
+  int64_t bytes = 0;
   const bool begun =
-      Select(connection, {last_time, first_download, error::SelectMessageHeaderFailed,
+      Select(connection, {last_time, first_download, error::SelectMessageHeaderFailed, start,
                           [&](int32_t number, std::shared_ptr<MailMessage>) {
                             if (auto message = FetchWhole(number, separator)) {
                               messages->Add(std::move(message), number);
+                              bytes += text_bytes_;
+                              if (bytes < limits_.selection_bytes) return true;
+                              selection_goes_on_at_ = number - 1;
+                              return false;
                             } else if (!NoError() || !IsIdle()) {
                               SetError(error::SelectMessageFailed);
                               return false;
@@ -55,6 +63,7 @@ std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
 /// False when the selection could not start.
 bool MailServer::Select(Connection& connection, const Selection& selection) try {
   newest_received_.reset();
+  selection_goes_on_at_ = 0;
   if (!Begin()) return false;
   if (!Stat() || !count_read_) {
     if (NoError()) SetError(selection.header_error);
@@ -65,7 +74,9 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
   const int32_t total = message_count_;
   int32_t looked_at = 0;
   int32_t taken = 0;
-  for (int32_t number = LastNumber(); number >= 1; --number) {
+  const int32_t newest =
+      selection.start > 0 ? std::min(selection.start, LastNumber()) : LastNumber();
+  for (int32_t number = newest; number >= 1; --number) {
     if (IsDeleted(number)) continue;
     if (progress_) progress_(looked_at++, total, taken);
     auto header = FetchHeader(number);
@@ -86,8 +97,8 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
       if (answer == KnownMessages::Answer::kKnownWithOlder) break;
       if (answer == KnownMessages::Answer::kKnown) continue;
     }
-    if (!selection.take(number, std::move(header))) break;
     ++taken;
+    if (!selection.take(number, std::move(header))) break;
   }
   if (progress_) progress_(looked_at, total, taken);
   return true;

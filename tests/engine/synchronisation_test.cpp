@@ -12,6 +12,12 @@ namespace {
 using Synchronisation = ServerTest;
 constexpr const char* kFirst = "01/01/0001 00:00:00";
 
+MailServer::Limits SmallSelections() {
+  MailServer::Limits limits;
+  limits.selection_bytes = 10'000;
+  return limits;
+}
+
 TEST_F(Synchronisation, ADeclaredFirstDownloadOf500MessagesStoresAllAndTheNextOneAsksForOneHeader) {
   Deliver(1, 500);
   Request first(store);
@@ -387,6 +393,47 @@ TEST_F(Synchronisation, ThePageIsOutOfRangeWithError1007) {
   EXPECT_TRUE(request.engine.GetListMessagesInBox(none, list, &pages, &mails));
   EXPECT_EQ(request.Error(), error::ListingFailed);
   EXPECT_EQ(request.engine.GetLastErrorDesc(), "XXX");
+}
+
+TEST_F(Synchronisation, AMailboxLargerThanASelectionHoldsIsStoredInPartsOfOneSession) {
+  for (int i = 1; i <= 40; ++i) {
+    dovecot.Deliver("bob", Mail(i, i * 10, "", std::string(2'000, 'x')));
+  }
+  for (const bool delete_on_server : {false, true}) {
+    proxy->Forget();
+    Request request(store);
+    request.server->SetLimits(SmallSelections());
+    request.SyncWhole(true, delete_on_server);
+    EXPECT_EQ(request.Error(), 0);
+    EXPECT_EQ(Stored(), Expected(1, 40));
+    EXPECT_EQ(proxy->Connections(), 1);
+    EXPECT_EQ(proxy->Count("TOP "), 40) << "no message is looked at twice";
+    EXPECT_EQ(proxy->Count("RETR "), 40);
+    EXPECT_EQ(dovecot.Count("bob"), delete_on_server ? 0 : 40);
+    // As a download in one part would have left it.
+    EXPECT_EQ(store.Kept(account)->time, "05/03/2020 00:06:40");
+    EXPECT_FALSE(store.Kept(account)->error);
+    for (const auto& row : store.Rows()) EXPECT_TRUE(row.known_with_older);
+    store.db().Execute("DELETE FROM mail WHERE id_utente=7");
+    store.db().Execute("DELETE FROM ultimi_scaricamenti WHERE id_utente=7");
+  }
+}
+
+TEST_F(Synchronisation, ADownloadInPartsThatIsCutIsResumedUnderLookUps) {
+  for (int i = 1; i <= 20; ++i) {
+    dovecot.Deliver("bob", Mail(i, i * 10, "", std::string(2'000, 'x')));
+  }
+  proxy->Set({.cut_at_verb = "RETR 7"});
+  Request cut(store);
+  cut.server->SetLimits(SmallSelections());
+  cut.SyncWhole(true);
+  EXPECT_EQ(cut.Error(), error::SelectMessageFailed);
+  EXPECT_EQ(Stored(), Expected(8, 20));
+  EXPECT_TRUE(store.Kept(account)->error);
+  proxy->Clear();
+  Request request(store);
+  request.SyncWhole();
+  EXPECT_EQ(Stored(), Expected(1, 20));
 }
 
 TEST_F(Synchronisation, ASelectionThatStopsOnARefusalStoresWhatItHadAndLooksUpFromThenOn) {
