@@ -117,6 +117,9 @@ KORVANE_WIDE size_t Base64Decode(const char* input, size_t size, char* output) {
   constexpr size_t kRoom = 16;
   while (static_cast<size_t>(end - in) >= kBlock + kRoom) {
     while (line.length != 0 && static_cast<size_t>(end - in) >= line.length + kRoom) {
+      _mm_prefetch(in + kAhead, _MM_HINT_T0);
+      _mm_prefetch(in + kAhead + 64, _MM_HINT_T0);
+      _mm_prefetch(out + kAhead, _MM_HINT_T0);
       __m256i outside = _mm256_setzero_si256();
       size_t i = 0;
       for (; i + kBlock < line.length; i += kBlock) {
@@ -138,6 +141,7 @@ KORVANE_WIDE size_t Base64Decode(const char* input, size_t size, char* output) {
     }
     if (static_cast<size_t>(end - in) < kBlock + kRoom) break;
 
+    _mm_prefetch(in + kAhead, _MM_HINT_T0);
     const __m256i characters = Load(in);
     const uint32_t inside = Bits(_mm256_cmpeq_epi8(Outside(characters), _mm256_setzero_si256()));
     Store(out, Decode(characters));

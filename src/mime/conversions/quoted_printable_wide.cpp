@@ -1,10 +1,11 @@
-// Quoted-printable, 32 bytes at a time, however many escapes they hold.
+// Quoted-printable, 30 bytes of 32 at a time, however many escapes they hold.
 //
 // Whether a "=" starts an escape depends on the two bytes behind it only, and these are no "=", so
-// escapes never overlap: all 32 positions are judged at once, the decoded bytes put where their "="
-// were, and what is left is closed up in groups of eight. Escapes that reach into the next block
+// escapes never overlap: all positions are judged at once, the decoded bytes put where their "="
+// were, and what is left is closed up in groups of eight. Escapes that reach into the next round
 // leave it the number of bytes to drop. A "=" that is neither an escape nor a plain soft break goes
 // the portable way.
+#include <cstring>
 
 #include "mime/conversions/quoted_printable_escape.h"
 #include "mime/conversions/wide.h"
@@ -16,6 +17,9 @@ namespace korvane::conversions::wide {
 namespace {
 
 constexpr size_t kBlock = 32;
+// The last two bytes of a block are looked at for the escapes before them only.
+constexpr size_t kStride = 30;
+constexpr uint32_t kJudged = (1u << kStride) - 1;
 
 // For each choice of eight bytes, where the chosen ones are found, closed up.
 struct Choices {
@@ -74,39 +78,45 @@ KORVANE_WIDE size_t QuotedPrintableDecode(char* buffer, size_t size) {
   const char* in = buffer;
   const char* const end = buffer + size;
   char* out = buffer;
-  uint32_t dropped = 0;  // bytes at `in` that belong to an escape before it
-  // Each round reads its 34 bytes before it writes the 32 in front of the next one's.
-  while (static_cast<size_t>(end - in) >= kBlock + 2) {
+  // Up to the first escape nothing moves; behind it `out` is at least two bytes before `in`, and a
+  // round may write as much as it has read without reaching what the next one reads.
+  while (in < end && out == in) {
+    const auto* sign =
+        static_cast<const char*>(std::memchr(in, '=', static_cast<size_t>(end - in)));
+    if (sign == nullptr) return size;
+    in = sign;
+    out = buffer + (sign - buffer);
+    in = DecodeEscape(in, end, out);
+  }
+  uint32_t dropped = 0;  // bytes at `in` that belong to an escape before it, one bit each
+  while (static_cast<size_t>(end - in) >= kBlock) {
+    _mm_prefetch(in + kAhead, _MM_HINT_T0);
     const __m256i bytes = Load(in);
-    const __m256i equals = _mm256_cmpeq_epi8(bytes, Each('='));
-    if (_mm256_testz_si256(equals, equals) && dropped == 0) {
-      Store(out, bytes);
-      in += kBlock;
-      out += kBlock;
-      continue;
-    }
-    const __m256i first = Load(in + 1);
-    const __m256i second = Load(in + 2);
-    const Digits high = ReadDigits(first);
-    const Digits low = ReadDigits(second);
-    const __m256i escapes = _mm256_and_si256(equals, _mm256_and_si256(high.valid, low.valid));
-    const __m256i breaks =
-        _mm256_and_si256(equals, _mm256_and_si256(_mm256_cmpeq_epi8(first, Each('\r')),
-                                                  _mm256_cmpeq_epi8(second, Each('\n'))));
-    const uint32_t known = Bits(_mm256_or_si256(escapes, breaks));
-    if (known != Bits(equals)) {
-      const char* const odd = in + _tzcnt_u32(known ^ Bits(equals));
+    const __m256i signs = _mm256_cmpeq_epi8(bytes, Each('='));
+    const uint32_t equals = Bits(signs) & kJudged;
+    const Digits digits = ReadDigits(bytes);
+    const uint32_t valid = Bits(digits.valid);
+    const uint32_t escapes = equals & valid >> 1 & valid >> 2;
+    const uint32_t breaks = equals & Bits(_mm256_cmpeq_epi8(bytes, Each('\r'))) >> 1 &
+                            Bits(_mm256_cmpeq_epi8(bytes, Each('\n'))) >> 2;
+    const uint32_t known = escapes | breaks;
+    if (known != equals) {
+      const char* const odd = in + _tzcnt_u32(known ^ equals);
       in += _mm_popcnt_u32(dropped);
       dropped = 0;
       in = portable::QuotedPrintableDecode(in, odd + 1, end, out);
       continue;
     }
-    const __m256i decoded = _mm256_or_si256(_mm256_slli_epi16(high.values, 4), low.values);
-    const uint64_t digits = uint64_t{known} << 1 | uint64_t{known} << 2;
-    const uint32_t gone = dropped | static_cast<uint32_t>(digits) | Bits(breaks);
-    out = CloseUp(_mm256_blendv_epi8(bytes, decoded, escapes), ~gone, out);
-    dropped = static_cast<uint32_t>(digits >> 32);
-    in += kBlock;
+    // Each value moved to the place of the byte before it, and of the one before that.
+    const __m256i upper = _mm256_permute2x128_si256(digits.values, digits.values, 0x81);
+    const __m256i high = _mm256_alignr_epi8(upper, digits.values, 1);
+    const __m256i low = _mm256_alignr_epi8(upper, digits.values, 2);
+    const __m256i decoded = _mm256_or_si256(_mm256_slli_epi16(high, 4), low);
+    const uint32_t followers = known << 1 | known << 2;
+    const uint32_t gone = dropped | followers | breaks;
+    out = CloseUp(_mm256_blendv_epi8(bytes, decoded, signs), ~gone & kJudged, out);
+    dropped = followers >> kStride;
+    in += kStride;
   }
   in += _mm_popcnt_u32(dropped);
   portable::QuotedPrintableDecode(in, end, end, out);

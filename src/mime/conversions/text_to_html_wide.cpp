@@ -68,6 +68,7 @@ struct Fates {
 
 // There is at least one byte behind the block.
 KORVANE_WIDE_INLINE Fates Judge(const char* at, Before& before) {
+  _mm_prefetch(at + kAhead, _MM_HINT_T0);
   const __m256i low = Load(at);
   const __m256i high = Load(at + 32);
   const uint64_t found = Join(Find(low, kReplaced), Find(high, kReplaced));
@@ -109,6 +110,8 @@ constexpr std::array<Replacement, 16> kReplacements = MakeReplacements();
 const Replacement& ReplacementFor(char character) {
   return kReplacements[static_cast<uint8_t>(character) & 0x0F];
 }
+
+bool StartsWithCrLf(const char* at) { return std::memcmp(at, "\r\n", 2) == 0; }
 
 // Byte by byte: whether this one is replaced.
 bool IsReplaced(const char* start, const char* at, const char* end) {
@@ -226,25 +229,30 @@ KORVANE_WIDE size_t TextToHtml(const char* input, size_t size, char* output) {
       const auto run = static_cast<size_t>(place - plain);
       const Replacement& replacement = ReplacementFor(*place);
       // HTML is never shorter than its text: there is room for as much as is still to be read.
-      const bool roomy = static_cast<size_t>(end - place) >= kBlock + sizeof replacement.bytes;
-      if (roomy && run <= kBlock) {
+      if (static_cast<size_t>(end - place) >= kBlock + sizeof replacement.bytes && run <= kBlock &&
+          *place != '\t') {
+        _mm_prefetch(out + kAhead, _MM_HINT_T0);
         const __m256i low = Load(plain);
         const __m256i high = Load(plain + 32);
         Store(out, low);
         Store(out + 32, high);
-      } else {
-        std::memcpy(out, plain, run);
+        out += run;
+        std::memcpy(out, replacement.bytes, sizeof replacement.bytes);
+        out += replacement.size;
+        // Not a branch: nothing foretells which of the places are line ends.
+        plain = place + 1 + static_cast<size_t>(StartsWithCrLf(place));
+        continue;
       }
+      std::memcpy(out, plain, run);
       out += run;
-      // Not a branch: nothing foretells which of the places are line ends.
-      const char* const behind = place + 1 < end ? place + 1 : place;
-      plain = place + 1 + ((*place == '\r') & (*behind == '\n'));
+      plain = place + 1;
       if (*place == '\t') {
         out = WriteTab(columns.WidthOf(place), TextFollows(place, end), out);
-      } else {
-        std::memcpy(out, replacement.bytes, roomy ? sizeof replacement.bytes : replacement.size);
-        out += replacement.size;
+        continue;
       }
+      std::memcpy(out, replacement.bytes, replacement.size);
+      out += replacement.size;
+      if (end - place >= 2 && StartsWithCrLf(place)) ++plain;
     }
     at += stretch;
   }

@@ -43,6 +43,8 @@ KORVANE_WIDE size_t UuDecode(const char* input, size_t size, char* output) {
     // A block's store reaches 8 bytes beyond what it decodes; the characters behind it leave room.
     if (characters >= kBlock && static_cast<size_t>(end - in) >= 1 + characters + 2 + 16) {
       const char* const line = in + 1;
+      _mm_prefetch(line + kAhead, _MM_HINT_T0);
+      _mm_prefetch(out + kAhead, _MM_HINT_T0);
       const size_t last = characters - kBlock;
       const __m256i first_block = Load(line);
       const __m256i last_block = Load(line + last);
