@@ -261,5 +261,19 @@ TEST(ConversionForms, EveryLengthFromNothingOnIsTheSame) {
   }
 }
 
+TEST(HtmlLimit, TheTextEndsBeforeThePieceThatWouldPassIt) {
+  const std::string input = "ab<c\td";
+  const std::string whole = PortableHtml(input);
+  ASSERT_EQ(whole, "ab&lt;c&nbsp;&nbsp;&nbsp; d");
+  for (size_t limit = 0; limit <= whole.size() + 1; ++limit) {
+    std::string output(whole.size(), '\0');
+    const size_t size = portable::HtmlSize(input.data(), input.size(), limit);
+    ASSERT_LE(size, limit);
+    ASSERT_EQ(portable::TextToHtml(input.data(), input.size(), output.data(), limit), size);
+    EXPECT_EQ(output.substr(0, size), whole.substr(0, size));
+    EXPECT_TRUE(size == whole.size() || limit - size < 6) << limit;
+  }
+}
+
 }  // namespace
 }  // namespace korvane::conversions
