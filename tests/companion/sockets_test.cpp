@@ -167,7 +167,7 @@ TEST(Sockets, ZeroBytesPassThrough) {
 }
 
 TEST(Sockets, SendingSendsEverything) {
-  size_t received = 0;
+  std::atomic<size_t> received = 0;
   LocalServer server([&](int connection) {
     for (std::string part; !(part = ReceiveSome(connection)).empty();) received += part.size();
   });
