@@ -221,7 +221,7 @@ bool CompactOnce(Connection& connection, const std::string& path_messages, int32
     Require(RenameFile(current, backup), "the message file cannot be renamed");
     steps("backup made");
     Require(RenameFile(compacted, current), "the new file cannot be renamed");
-    SyncDirectory(path_messages);
+    Require(SyncDirectory(path_messages), "the new names cannot be put on the disk");
     steps("renamed");
     transaction.Commit();
     steps("committed");

@@ -4,6 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "maintenance/compaction_steps.h"
 #include "support/compacted_store.h"
 #include "support/watched_connection.h"
@@ -195,6 +199,37 @@ TEST_F(Recovery, RecordsOfTheSameSizeAreToldApart) {
           << step;
     }
   }
+}
+
+TEST_F(Recovery, MessagesSavedWhileTheFileIsCompactedAreNotLost) {
+  std::atomic<bool> saving{true};
+  std::thread compacting([&] {
+    const auto connection = OpenDatabase(store_.url());
+    while (saving) EXPECT_EQ(CompactMessageFile(*connection, store_.messages_folder(), 7), 0);
+  });
+  std::vector<int32_t> saved;
+  for (int i = 0; i < 25; ++i) {
+    MailMessage message;
+    message.PrepareNew(store_.account(), "");
+    message.NM_Subject("saved " + std::to_string(i));
+    EXPECT_TRUE(message.NM_Save(store_.connection()));
+    saved.push_back(message.Id());
+    if (i % 3 == 0) {
+      store_.connection()->Execute("UPDATE mail SET Cancellata=-1 WHERE id_mail=" +
+                                   std::to_string(message.Id()));
+      saved.pop_back();
+    }
+  }
+  saving = false;
+  compacting.join();
+  EXPECT_EQ(store_.Compact(), 0);
+  for (const int32_t id : saved) {
+    EXPECT_EQ(store_.Loaded(id)->Subject(ETextFormat::TextFormat_Normal),
+              store_.Cell(id, "oggetto").ToText());
+  }
+  for (const int32_t id : {2, 3, 6, 7, 12}) EXPECT_EQ(store_.Loaded(id)->GetLastError(), 0);
+  store_.ExpectNoGaps();
+  EXPECT_EQ(store_.Count(), static_cast<int64_t>(saved.size()) + 8);
 }
 
 TEST_F(Recovery, AUserWithoutARowLeftKeepsTheNewFile) {
