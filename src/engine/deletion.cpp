@@ -1,12 +1,12 @@
 // Deleting messages here, on the server or both.
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "engine/engine_session.h"
+#include "engine/message_ids.h"
 #include "engine/retried_transaction.h"
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
@@ -22,33 +22,6 @@ namespace {
 constexpr size_t kIdsPerStatement = 200;
 /// What a message without a known size is taken to occupy.
 constexpr int64_t kEstimatedSize = 15360;
-
-/// The ids, or nothing when the value is no list of them.
-std::optional<std::vector<int32_t>> ReadIds(const Any& value) {
-  std::vector<int32_t> ids;
-  if (std::holds_alternative<int64_t>(value.value())) {
-    const auto id = value.ToInt32();
-    if (!id) return std::nullopt;
-    ids.push_back(*id);
-    return ids;
-  }
-  if (!value.IsText()) return std::nullopt;
-  const std::string text = value.ToText();
-  size_t at = 0;
-  while (true) {
-    const size_t comma = std::min(text.find(',', at), text.size());
-    size_t end = comma;
-    while (at < end && text[at] == ' ') ++at;
-    while (end > at && text[end - 1] == ' ') --end;
-    int32_t id = 0;
-    const char* last = text.data() + end;
-    const auto [stop, fault] = std::from_chars(text.data() + at, last, id);
-    if (at == end || text[at] == '-' || fault != std::errc() || stop != last) return std::nullopt;
-    ids.push_back(id);
-    if (comma == text.size()) return ids;
-    at = comma + 1;
-  }
-}
 
 bool DeletesOnServer(EDelType type) {
   return type == EDelType::DEL_TYPE_SERVER || type == EDelType::DEL_TYPE_LOCALE_SERVER;
@@ -81,7 +54,7 @@ struct MailEngine::Doomed {
 
 bool MailEngine::DeleteMessage(const Any& ids, EDelType type) {
   if (!Ready()) return false;
-  const auto numbers = ReadIds(ids);
+  const auto numbers = ReadMessageIds(ids);
   if (!numbers) {
     SetError(error::NoMessageGiven);
     return false;

@@ -17,7 +17,9 @@ constexpr int32_t kAllAccounts = MailUser::kDefaultAccount;
 constexpr int32_t kCurrentAccount = MailUser::kNoAccount;
 constexpr int32_t kNoSynchronisation = -1;
 
+/// Empty without a folder for message files: nothing is locked then.
 std::string SyncLockPath(const MailUser& account) {
+  if (account.PathMessages().empty()) return "";
   return JoinPath(account.PathMessages(), std::to_string(account.UserId()) + "_" +
                                               std::to_string(account.AccountId()) + "_sync.lock");
 }

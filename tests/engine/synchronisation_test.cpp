@@ -5,6 +5,7 @@
 
 #include "engine_fixture.h"
 #include "frame/files.h"
+#include "support/scripted_server.h"
 
 namespace korvane::test {
 namespace {
@@ -434,6 +435,63 @@ TEST_F(Synchronisation, ADownloadInPartsThatIsCutIsResumedUnderLookUps) {
   Request request(store);
   request.SyncWhole();
   EXPECT_EQ(Stored(), Expected(1, 20));
+}
+
+TEST_F(Synchronisation, ADatabaseThatWritesTheMonthFirstKeepsTheSameTimes) {
+  Deliver(1, 3);
+  const auto month_first = [&] { return OpenDatabase(store.url() + "?dates=month-first"); };
+  const auto boss = store.Boss();
+  ASSERT_TRUE(boss->Init2(month_first()));
+  ASSERT_EQ(boss->IsEnglishDate(), 1);
+  const auto run = [&](bool first) {
+    Request request(store, month_first());
+    request.account_object->InitFromConfig(*boss, request.connection, 7, account);
+    request.SyncWhole(first);
+    EXPECT_EQ(request.Error(), 0);
+  };
+  run(true);
+  EXPECT_EQ(store.Kept(account)->time, "05/03/2020 00:00:30") << "seen day first";
+  proxy->Forget();
+  run(false);
+  EXPECT_EQ(proxy->Count("TOP "), 1);
+  EXPECT_EQ(Stored(), Expected(1, 3));
+}
+
+TEST_F(Synchronisation, WithoutAFolderForMessageFilesThereAreRowsAndNoFiles) {
+  Deliver(1, 2);
+  Request request(store, MailUser::kNoAccount);
+  BossObject boss;
+  boss.InitDefaults(1);
+  request.account_object->InitFromConfig(boss, request.connection, 7, account);
+  request.SyncWhole(true, true);
+  EXPECT_EQ(Stored(), Expected(1, 2));
+  for (const auto& row : store.Rows()) EXPECT_EQ(row.position, -1);
+  EXPECT_EQ(dovecot.Count("bob"), 2);
+}
+
+TEST_F(Synchronisation, AMessageAheadOfTheClockByMoreThanADayDoesNotStopLaterMail) {
+  Deliver(1, 2);
+  dovecot.Deliver("bob",
+                  "Received: from a by b; Thu, 5 Mar 2099 10:00:00 +0000\nMessage-ID: <3@a>"
+                  "\nSubject: mail 3\n\nfrom the future\n");
+  Request(store).SyncWhole(true);
+  EXPECT_EQ(store.Kept(account)->time, "05/03/2020 00:00:20");
+  EXPECT_TRUE(store.Kept(account)->error) << "the newest message's time says nothing";
+  Deliver(4, 5);
+  Request(store).SyncWhole();
+  EXPECT_EQ(Stored(), Expected(1, 5));
+  Request(store).SyncWhole();
+  EXPECT_EQ(Stored(), Expected(1, 5));
+}
+
+TEST_F(Synchronisation, AServerThatTurnsTheConnectionAwayIsAnError) {
+  ScriptedServer server;
+  server.SayLine("-ERR not now").Hear("QUIT").SayLine("+OK");
+  store.ChangeAccount(account, "Porta_server", server.Start());
+  Request request(store);
+  EXPECT_TRUE(request.SyncWhole(true));
+  EXPECT_EQ(request.Error(), error::ReceiveFailed);
+  EXPECT_TRUE(store.Rows().empty());
 }
 
 TEST_F(Synchronisation, ASelectionThatStopsOnARefusalStoresWhatItHadAndLooksUpFromThenOn) {
