@@ -22,24 +22,6 @@ namespace {
 constexpr auto kNone = std::string_view::npos;
 constexpr std::string_view kBlankLine = "\r\n\r\n";
 
-// A text with no CR LF at all but with empty lines was saved or relayed with bare LFs.
-void ReadLineFeedsAsLineEnds(std::string& text) {
-  const bool empty_line = text.starts_with('\n') || text.find("\n\n") != std::string::npos;
-  if (!empty_line || text.find("\r\n") != std::string::npos) return;
-  size_t lines = 0;
-  for (const char c : text) lines += c == '\n' ? 1 : 0;
-  std::string with_line_ends;
-  with_line_ends.reserve(text.size() + lines);
-  size_t from = 0;
-  for (size_t lf = text.find('\n'); lf != std::string::npos; lf = text.find('\n', from)) {
-    with_line_ends.append(text, from, lf - from);
-    with_line_ends += "\r\n";
-    from = lf + 1;
-  }
-  with_line_ends.append(text, from);
-  text = std::move(with_line_ends);
-}
-
 }  // namespace
 
 MailMessage::MailMessage() : received_date_(FormatNow()) {}

@@ -5,6 +5,7 @@
 #include "Tarsel_MailConversions.h"
 #include "frame/code_page.h"
 #include "mime/header_fields.h"
+#include "mime/line_search.h"
 
 namespace korvane {
 
@@ -13,11 +14,10 @@ std::string UndoDotStuffing(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   size_t from = 0;
-  for (size_t lf = text.find('\n'); lf != std::string_view::npos; lf = text.find('\n', lf + 1)) {
-    if (lf > 0 && text[lf - 1] == '\r' && lf + 1 < text.size() && text[lf + 1] == '.') {
-      out += text.substr(from, lf + 1 - from);
-      from = lf + 2;
-    }
+  for (size_t dot = FindLineEndBefore(text, 0, text.size(), "."); dot != std::string_view::npos;
+       dot = FindLineEndBefore(text, from, text.size(), ".")) {
+    out += text.substr(from, dot + 2 - from);
+    from = dot + 3;
   }
   out += text.substr(from);
   return out;
