@@ -141,7 +141,8 @@ class MailMessage : public Object, public ErrorState {
                     std::string_view uidl);
   void DropBody();
   size_t TakeHeader(std::string_view text);
-  void TakeWhole(std::string_view text);
+  void TakeWhole(std::string text);
+  std::string DecodedText(std::string text, size_t begin) const;
   std::string* FieldNamed(std::string_view name, bool& holds_addresses);
   void FindUUFiles();
   std::string TextWithoutUUFiles() const;

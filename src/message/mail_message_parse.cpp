@@ -70,7 +70,7 @@ bool MailMessage::LoadWholeMessage(std::shared_ptr<MailUser> account, int32_t nu
     return false;
   }
   ReadLineFeedsAsLineEnds(text);
-  TakeWhole(text);
+  TakeWhole(std::move(text));
   return true;
 }
 
@@ -159,20 +159,14 @@ size_t MailMessage::TakeHeader(std::string_view text) {
   return length;
 }
 
-void MailMessage::TakeWhole(std::string_view text) {
+void MailMessage::TakeWhole(std::string text) {
   DropBody();
   const size_t header = TakeHeader(text);
-  const std::string_view body = text.substr(header);  // it begins with the blank line
-  const std::string_view content =
-      body.size() > kBlankLine.size() ? body.substr(kBlankLine.size()) : std::string_view();
-
-  if (fields_.type == EEntityType::Text &&
-      fields_.disposition_kind == EContentDisposition::ContDisp_Default) {
-    body_text_ =
-        DecodeTransferEncoding(EEntityType::Text, ECharset::UTF_8, fields_.encoding, content);
-  } else {
+  if (fields_.type != EEntityType::Text ||
+      fields_.disposition_kind != EContentDisposition::ContDisp_Default) {
     int32_t counter = 0;
     auto root = std::make_shared<MultipartEntity>();
+    const std::string_view body = std::string_view(text).substr(header);
     const bool built = fields_.type == EEntityType::multipart
                            ? root->InitMultipartRoot(fields_, account_, counter, body)
                            : root->InitSinglePartRoot(fields_, account_, counter, body);
@@ -183,9 +177,23 @@ void MailMessage::TakeWhole(std::string_view text) {
     }
     // What cannot be taken apart can still be read.
     fields_.BecomePlainText(EContentDisposition::ContDisp_Default);
-    body_text_ = ToUtf8(UndoDotStuffing(content));
   }
+  body_text_ = DecodedText(std::move(text), header + kBlankLine.size());
   if (fields_.subtype == EEntitySubType::plain) FindUUFiles();
+}
+
+// The text from `begin` on, decoded. Where there is nothing to decode it keeps its memory, which a
+// large mail needs only once then.
+std::string MailMessage::DecodedText(std::string text, size_t begin) const {
+  begin = std::min(begin, text.size());
+  const std::string_view content = std::string_view(text).substr(begin);
+  if (fields_.encoding == EContentTransferEncoding::quoted_printable ||
+      fields_.encoding == EContentTransferEncoding::base64 || content.starts_with('.') ||
+      FindLineEndBefore(content, 0, content.size(), ".") != kNone) {
+    return DecodeTransferEncoding(EEntityType::Text, ECharset::UTF_8, fields_.encoding, content);
+  }
+  text.erase(0, begin);
+  return ToUtf8(std::move(text));
 }
 
 void MailMessage::FindUUFiles() {

@@ -55,6 +55,8 @@ size_t EntityParser::BeginOfPart(size_t behind_boundary, size_t level) {
 }
 
 void EntityParser::AddPart(MultipartEntity& multipart, size_t begin) {
+  // One delimiter right behind another: there is nothing between them to build a part of.
+  if (delimiters_.Next(begin + 2).found()) return;
   auto part = std::make_shared<MultipartEntity>();
   part->account_ = multipart.account_;
   part->entity_number_ = ++counter_;
