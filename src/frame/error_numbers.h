@@ -11,7 +11,7 @@ namespace korvane {
 namespace error {
 enum Number : int32_t {
   None = 0,
-#define KORVANE_ERROR(number, name, owner, meaning, advice) name = number,
+#define KORVANE_ERROR(number, name, owner, meaning, advice) name = (number),
 #include "errors.def"
 #undef KORVANE_ERROR
 };

@@ -11,7 +11,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 namespace korvane {
 
@@ -269,7 +268,7 @@ int64_t BinaryFile::ReadSome(char* buffer, size_t size) {
     if (s.position >= s.in_at && s.position < s.in_at + static_cast<int64_t>(s.in.size())) {
       const auto from = static_cast<size_t>(s.position - s.in_at);
       const size_t n = std::min(size - done, s.in.size() - from);
-      std::memcpy(buffer + done, s.in.data() + from, n);
+      std::copy_n(s.in.data() + from, n, buffer + done);
       done += n;
       s.position += static_cast<int64_t>(n);
       continue;
