@@ -84,6 +84,8 @@ Outcome SyncOne(const Installation& installation, WebInterface& web, const Optio
   web.Server()->OnProgress([&](int32_t looked_at, int32_t total, int32_t taken) {
     progress.Show(looked_at, total, std::to_string(taken) + " new");
   });
+  web.Engine()->OnStored(
+      [&](int32_t stored, int32_t total) { progress.Show(stored, total, "stored"); });
   const auto begin = std::chrono::steady_clock::now();
   const Stock before = StockOf(*installation.connection, options, account);
   web.MailListPageSize(1);
@@ -94,6 +96,7 @@ Outcome SyncOne(const Installation& installation, WebInterface& web, const Optio
                            1);
   const Failure failure(web);
   web.Server()->OnProgress({});
+  web.Engine()->OnStored({});
   progress.Clear();
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
   const Stock after = StockOf(*installation.connection, options, account);

@@ -99,6 +99,9 @@ bool DownloadedStore::Store(MailMessages& messages, bool whole, bool delete_on_s
       if (outcome == Outcome::kConnectionLost) break;
     }
     left = first;
+    if (progress_) {
+      progress_(static_cast<int32_t>(items.size() - left), static_cast<int32_t>(items.size()));
+    }
   }
   return messages.GetLastError() == 0;
 }

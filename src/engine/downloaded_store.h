@@ -8,6 +8,7 @@
 // server. DELE is sent for committed rows only, and outside lock and transaction.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -33,6 +34,10 @@ class DownloadedStore {
   /// Stores messages of which only the header is here.
   bool StoreHeaders(MailMessages& messages, LastDownload& state);
 
+  /// Called while the storing goes on: messages done, messages altogether.
+  using Progress = std::function<void(int32_t stored, int32_t total)>;
+  void OnProgress(Progress progress) { progress_ = std::move(progress); }
+
   /// What the session deleted on the server so far.
   ServerDeletions& Deletions() { return deletions_; }
   /// True when everything that was to be committed was: the session may end with QUIT.
@@ -54,6 +59,7 @@ class DownloadedStore {
   MailServer& server_;
   ServerDeletions deletions_;
   bool committed_ = true;
+  Progress progress_;
 };
 
 }  // namespace korvane

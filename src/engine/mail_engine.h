@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -43,6 +44,10 @@ class MailEngine : public Object, public ErrorState {
     bool deep = false;
   };
   void SetOptions(Options options) { options_ = options; }
+
+  /// Called while downloaded messages are stored: messages done, messages altogether.
+  using Progress = std::function<void(int32_t stored, int32_t total)>;
+  void OnStored(Progress progress) { on_stored_ = std::move(progress); }
 
   /// What a synchronisation is asked for.
   struct SyncRequest {
@@ -106,6 +111,7 @@ class MailEngine : public Object, public ErrorState {
   std::shared_ptr<MailServer> server_;
   std::shared_ptr<Connection> connection_;
   Options options_;
+  Progress on_stored_;
 };
 
 }  // namespace korvane

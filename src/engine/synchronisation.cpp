@@ -76,6 +76,7 @@ void MailEngine::SyncOpenAccount(const SyncRequest& sync, Session& session) {
   const LastDownload before = state;
 
   DownloadedStore store(account_, *connection_, *server_);
+  store.OnProgress(on_stored_);
   bool clean = true;
   bool in_parts = false;
   std::optional<std::string> newest;

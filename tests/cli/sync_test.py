@@ -143,6 +143,7 @@ class Sync(CommandLineTest):
         shown = self.on_terminal("sync")
         self.assertEqual(shown.status, 0)
         self.assertIn("12/12  12 new", shown.out)
+        self.assertIn("12/12  stored", shown.out)
         self.assertIn("12 new messages", shown.out)
         log = self.korvane("sync")
         self.assertNotIn("\r", log.out + log.err)
