@@ -9,6 +9,7 @@
 #include "facade/basic_interface.h"
 #include "facade/web_interface.h"
 #include "frame/boss_object.h"
+#include "frame/code_page.h"
 #include "frame/database.h"
 #include "message/mail_messages.h"
 
@@ -101,7 +102,9 @@ const Binding kBindings[] = {
     KORVANE_GET(MailMessage, MessageUIDL),
     KORVANE_GET(MailMessage, MessageSeparator),
     KORVANE_LET_TEXT(MailMessage, MessageSeparator),
-    KORVANE_GET(MailMessage, OriginalHeader),
+    {"MailMessage", Kind::kGet, "OriginalHeader",
+     // The sender's bytes; every other text is UTF-8 already.
+     [](Object& o, Arguments) -> Any { return ToUtf8(As<MailMessage>(o).OriginalHeader()); }},
     KORVANE_GET(MailMessage, ExistAttachments),
     KORVANE_GET(MailMessage, ReturnPath),
     KORVANE_GET(MailMessage, ReturnPathAddress),

@@ -283,6 +283,11 @@ class Opening(SiteTest):
         self.assertEqual(error_of(opened), (1088, "XXX"))
         self.assertTrue(opened.MessageBody(text, 1, 0, True))
 
+    def test_the_original_header_is_text_even_where_the_sender_sent_bare_bytes(self):
+        opened = self.open_one(message().replace(b"Hello", b"Citt\xe0"))
+        self.assertIn("Subject: Città\r\n", opened.OriginalHeader)
+        self.assertEqual(opened.Subject(0), "Città")
+
     def test_subject_1_is_html_and_every_other_form_is_raw(self):
         opened = self.open_one(message("a < b"))
         self.assertEqual([opened.Subject(n) for n in (0, 1, 2, 99)], ["a < b", "a &lt; b", "a < b", "a < b"])
