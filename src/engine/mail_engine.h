@@ -95,7 +95,7 @@ class MailEngine : public Object, public ErrorState {
   std::shared_ptr<MailMessage> LoadStored(int32_t message_id, int64_t position);
   std::shared_ptr<MailMessage> FetchFromServer(const FetchPlan& plan, std::string_view separator,
                                                bool delete_on_server);
-  bool StoreFetched(const FetchPlan& plan, MailMessage& message);
+  bool StoreFetched(const FetchPlan& plan, std::shared_ptr<MailMessage>& fetched);
   bool WriteFetched(const FetchPlan& plan, MailMessage& message, BinaryFile& file,
                     std::vector<std::string>& files);
   std::shared_ptr<Recordset> OpenRow(int32_t message_id);

@@ -126,7 +126,7 @@ std::shared_ptr<MailMessage> MailEngine::FetchFromServer(const FetchPlan& plan,
   bool committed = true;
   bool stored = false;
   try {
-    stored = StoreFetched(plan, *message);
+    stored = StoreFetched(plan, message);
     if (stored && delete_on_server) {
       if (server_->DeleteServerMessage(number)) {
         deletions.Mark(*connection_, {{plan.id_mail, plan.number}});
@@ -145,10 +145,27 @@ std::shared_ptr<MailMessage> MailEngine::FetchFromServer(const FetchPlan& plan,
   return stored ? message : nullptr;
 }
 
-/// Appends the record and lets the row point at it. False, with the message's error, when that
-/// failed: nothing of it is then left.
-bool MailEngine::StoreFetched(const FetchPlan& plan, MailMessage& message) {
+/// Appends the record and lets the row point at it. False, with an error, when that failed: nothing
+/// of it is then left.
+bool MailEngine::StoreFetched(const FetchPlan& plan, std::shared_ptr<MailMessage>& fetched) {
   const MessageFileLock lock(*connection_, *account_);
+  {
+    const auto row = OpenRow(plan.id_mail);
+    if (row->Eof()) {
+      // Deleted and compacted away in the meantime.
+      SetError(error::MessageNotFound);
+      return false;
+    }
+    const int64_t position = row->Field("body_scaricato").ToInt64().value_or(-1);
+    if (position != -1) {
+      // Somebody else opened it at the same time; one record is enough.
+      const int32_t number = fetched->IdOnServer();
+      fetched = LoadStored(plan.id_mail, position);
+      if (fetched) fetched->SetIdOnServer(number);
+      return fetched != nullptr;
+    }
+  }
+  MailMessage& message = *fetched;
   BinaryFile file;
   file.Open(MessageFilePath(*account_), BinaryFile::Mode::kReadWrite);
   const int64_t length = file.IsOpen() ? file.Length() : -1;
@@ -179,11 +196,6 @@ bool MailEngine::StoreFetched(const FetchPlan& plan, MailMessage& message) {
 bool MailEngine::WriteFetched(const FetchPlan& plan, MailMessage& message, BinaryFile& file,
                               std::vector<std::string>& files) {
   const auto row = OpenRow(plan.id_mail);
-  if (row->Eof()) {
-    // Deleted and compacted away in the meantime.
-    SetError(error::MessageNotFound);
-    return false;
-  }
   MailMessage::StoreOptions options;
   options.write_row = false;
   if (!message.StoreRecordAndRow(*row, file, options, &files)) {

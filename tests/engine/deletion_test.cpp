@@ -1,5 +1,6 @@
 // Deleting messages here, on the server and both.
 #include "engine_fixture.h"
+#include "support/scripted_server.h"
 
 namespace korvane::test {
 namespace {
@@ -258,6 +259,40 @@ TEST_F(Deletion, ASessionThatDiesBetweenTwoDeletionsLeavesBothUndone) {
   EXPECT_NE(request.Error(), 0);
   for (const auto& row : store.Rows()) EXPECT_FALSE(row.deleted) << row.subject;
   EXPECT_EQ(dovecot.Count("bob"), 3);
+}
+
+TEST_F(Deletion, ADeletionThatTheServerRefusesLeavesItsRowAndTheOthersGoOn) {
+  const auto rows = Fill(2);
+  const auto head = [&](int n) {
+    const auto text = Mail(n, n * 10);
+    std::string header = text.substr(0, text.find("\n\n") + 1);
+    for (size_t at = 0; (at = header.find('\n', at)) != std::string::npos; at += 2) {
+      header.replace(at, 1, "\r\n");
+    }
+    return header + "\r\n.";
+  };
+  ScriptedServer server;
+  server.SayLine("+OK").Hear("USER bob").SayLine("+OK");
+  server.Hear(std::string("PASS ") + DovecotServer::kPassword).SayLine("+OK");
+  for (int n = 1; n <= 2; ++n) {
+    const std::string number = std::to_string(n);
+    server.Hear("STAT").SayLine("+OK 2 500");
+    server.Hear("TOP " + number + " 0").SayLine("+OK").SayLine(head(n));
+    server.Hear("LIST " + number).SayLine("+OK " + number + " 250");
+    server.Hear("UIDL " + number).SayLine("+OK " + number + " u" + number);
+    server.Hear("DELE " + number).SayLine(n == 1 ? "-ERR held by somebody" : "+OK");
+  }
+  server.Hear("QUIT").SayLine("+OK");
+  store.ChangeAccount(account, "Porta_server", server.Start());
+  Request request(store);
+  EXPECT_FALSE(request.engine.DeleteMessage(Ids(rows), kBoth));
+  EXPECT_EQ(request.Error(), error::ServerRefusedDele);
+  EXPECT_EQ(request.engine.GetLastErrorDesc().substr(0, 12), "-ERR held by");
+  EXPECT_FALSE(store.RowOf(rows[0].id).deleted);
+  EXPECT_EQ(store.RowOf(rows[0].id).number, 1);
+  EXPECT_TRUE(store.RowOf(rows[1].id).deleted);
+  EXPECT_EQ(store.RowOf(rows[1].id).number, -100);
+  EXPECT_EQ(server.Finish(), "");
 }
 
 TEST_F(Deletion, AHeaderThatFailsInTheSearchIsError1071AndTheRowStays) {

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "engine_fixture.h"
+#include "message/message_file.h"
 
 namespace korvane::test {
 namespace {
@@ -67,6 +68,31 @@ TEST_F(Retrieval, AFetchedMessageThatStaysOnTheServerKeepsItsNumber) {
   EXPECT_GT(store.RowOf(rows[0].id).position, 0);
   EXPECT_EQ(proxy->Count("DELE"), 0);
   EXPECT_EQ(dovecot.Count("bob"), 2);
+}
+
+TEST_F(Retrieval, AMessageOpenedByTwoRequestsAtOnceHasOneRecord) {
+  Deliver(1, 1);
+  const auto rows = Headers();
+  bool opening = false;
+  proxy->OnCommand([&](const std::string& line) {
+    if (opening || line.compare(0, 5, "RETR ") != 0) return;
+    opening = true;
+    Request other(store);
+    EXPECT_TRUE(other.engine.GetMessage(rows[0].id, "", false));
+  });
+  Request request(store);
+  const auto message = request.engine.GetMessage(rows[0].id, "", true);
+  ASSERT_TRUE(message) << request.Error();
+  EXPECT_TRUE(opening);
+  EXPECT_EQ(Body(*message), "text 1");
+  EXPECT_EQ(store.RowOf(rows[0].id).position, 1);
+  EXPECT_EQ(store.RowOf(rows[0].id).number, -100);
+  EXPECT_EQ(dovecot.Count("bob"), 0);
+  BinaryFile file;
+  ASSERT_TRUE(file.Open(store.MessageFile(), BinaryFile::Mode::kRead));
+  const auto record = OutlineRecord(file, 1);
+  ASSERT_TRUE(record);
+  EXPECT_EQ(store.MessageFileSize(), record->length) << "one record and nothing behind it";
 }
 
 TEST_F(Retrieval, TheSeparatorGivenReachesTheMessageThatIsFetched) {

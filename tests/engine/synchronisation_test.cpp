@@ -88,8 +88,8 @@ TEST_F(Synchronisation, WithoutADeclarationEveryMessageIsLookedUpAndStaysToBeLoo
 TEST_F(Synchronisation, ADeclaredFirstDownloadWithoutARowAsksTheDatabaseForNothing) {
   Deliver(1, 5);
   // Were the table asked, these rows would make every message known.
-  Request helper(store);
-  helper.SyncHeaders(true);
+  Request earlier(store);
+  earlier.SyncHeaders(true);
   store.db().Execute("DELETE FROM ultimi_scaricamenti WHERE id_utente=7");
   Request again(store);
   again.SyncHeaders(true);
