@@ -10,6 +10,7 @@
 #include "frame/files.h"
 #include "frame/record_io.h"
 #include "mime/header_fields.h"
+#include "mime/line_search.h"
 #include "mime/stored_name.h"
 
 namespace korvane {
@@ -87,11 +88,12 @@ bool UUBlockFinder::NextBegin(size_t& begin) {
       return true;
     }
   }
-  constexpr std::string_view kLineBegin = "\r\nbegin ";
-  const size_t at = text_.find(kLineBegin, position_);
-  if (at == kNone) return false;
-  begin = at + kLineEnd.size();
-  return true;
+  for (size_t at = position_;; at += kLineEnd.size()) {
+    at = FindLineEndBefore(text_, at, text_.size(), "be");
+    if (at == kNone) return false;
+    begin = at + kLineEnd.size();
+    if (text_.substr(begin).starts_with(kBegin)) return true;
+  }
 }
 
 size_t UUBlockFinder::EndMarkerFrom(size_t from) {

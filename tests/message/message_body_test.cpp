@@ -293,6 +293,25 @@ TEST(GetAttachments, ASecondDownloadForgetsTheListOfTheFirst) {
   EXPECT_FALSE(message->ExistAttachments());
 }
 
+TEST(HostileMessage, TenThousandNestedMultipartsAreStoredAndReadBack) {
+  std::string text;
+  for (int i = 0; i < 10'000; ++i) {
+    const std::string boundary = "n" + std::to_string(100'000 + i);
+    text +=
+        "Content-Type: multipart/mixed; boundary=" + boundary + "\r\n\r\n--" + boundary + "\r\n";
+  }
+  text += "\r\nbottom";
+  RecordStore store;
+  EXPECT_LT(test::SecondsOf([&] {
+              const auto message = store.Parsed(text);
+              EXPECT_TRUE(Body(*message).ends_with("bottom"));
+              const auto back = store.StoredAndReadBack(*message);
+              ASSERT_TRUE(back);
+              EXPECT_EQ(TreeOf(*back->Entity()), TreeOf(*message->Entity()));
+            }),
+            test::kGenerousSeconds);
+}
+
 TEST(HostileMessage, FiftyMegabytesOfAnyKindTakeLinearTime) {
   constexpr size_t kBytes = 50'000'000;
   struct Case {
