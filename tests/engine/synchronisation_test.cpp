@@ -236,8 +236,7 @@ TEST_F(Synchronisation, AServerThatCannotBeReachedStillGivesThePageWithTheClient
   Deliver(1, 4);
   Request(store).SyncWhole(true);
   const auto kept = store.Kept(account);
-  dovecot.Kill();
-  store.ChangeAccount(account, "Porta_server", dovecot.port());
+  store.ChangeAccount(account, "Porta_server", kNobodysPort);
   Request request(store);
   const auto page = request.SyncWhole();
   EXPECT_EQ(request.Error(), error::ConnectFailed);

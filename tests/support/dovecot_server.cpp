@@ -77,18 +77,20 @@ void Run(const std::vector<std::string>& words, const std::string& output) {
   }
 }
 
-// True when the port greets as a POP3 server does.
-bool Greets(int port) {
+// True when the port greets with this text: another server may have taken the port.
+bool Greets(int port, const std::string& greeting) {
   const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<uint16_t>(port));
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  char first = 0;
-  const bool greeted = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-                       ::recv(fd, &first, 1, 0) == 1 && first == '+';
+  std::string line;
+  if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+    char byte = 0;
+    while (line.size() < 512 && byte != '\n' && ::recv(fd, &byte, 1, 0) == 1) line += byte;
+  }
   ::close(fd);
-  return greeted;
+  return line.rfind("+OK", 0) == 0 && line.find(greeting) != std::string::npos;
 }
 
 }  // namespace
@@ -162,6 +164,7 @@ listen = 127.0.0.1
 base_dir = FOLDER/run
 state_dir = FOLDER/state
 log_path = FOLDER/log
+login_greeting = FOLDER
 disable_plaintext_auth = no
 auth_failure_delay = 0
 first_valid_uid = 1
@@ -242,7 +245,7 @@ void DovecotServer::Start() {
     }
     ::setpgid(pid_, pid_);
     for (int i = 0; i < 2'000; ++i) {
-      if (Greets(port_)) return;
+      if (Greets(port_, folder_.path())) return;
       int status = 0;
       if (::waitpid(pid_, &status, WNOHANG) == pid_) {
         pid_ = -1;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "support/free_port.h"
 #include "support/temp_folder.h"
 
 namespace korvane::test {

@@ -5,4 +5,7 @@ namespace korvane::test {
 
 int FreePort();
 
+/// A port that no test takes, for a server that cannot be reached.
+inline constexpr int kNobodysPort = 1;
+
 }  // namespace korvane::test
