@@ -100,6 +100,7 @@ Exit List(const Options& options) {
   const auto accounts = ListAccounts(*installation.connection, options.user);
   if (options.json) {
     std::vector<std::string> items;
+    items.reserve(accounts.size());
     for (const Account& account : accounts) items.push_back(JsonOf(account));
     std::cout << JsonObject().Raw("accounts", JsonArray(items)).Str() << "\n";
     return Exit::kSuccess;

@@ -113,7 +113,7 @@ Exit Init(const Options& options, InitOptions wanted) {
 
   Settings settings(options.instance);
   const auto path = [&](const char* name, const char* leaf) {
-    const std::string value = settings.Text(name, (folder / leaf).string(), folder_given);
+    std::string value = settings.Text(name, (folder / leaf).string(), folder_given);
     MakeFolder(value);
     return value;
   };

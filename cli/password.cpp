@@ -39,7 +39,7 @@ std::string Ask(const std::string& prompt) {
   silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
   std::cerr << prompt << ": " << std::flush;
   tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-  const std::string password = FirstLine(std::cin);
+  std::string password = FirstLine(std::cin);
   tcsetattr(STDIN_FILENO, TCSAFLUSH, &settings_before);
   std::cerr << "\n";
   signal(SIGINT, on_interrupt);
@@ -60,7 +60,7 @@ std::string ReadPassword(const std::string& file, const std::string& prompt) {
     if (isatty(STDIN_FILENO)) return Ask(prompt);
   }
   if (!std::cin) throw Failure(Exit::kUsage, "no password on the standard input");
-  const std::string password = FirstLine(std::cin);
+  std::string password = FirstLine(std::cin);
   if (password.empty() && std::cin.eof()) {
     throw Failure(Exit::kUsage,
                   "no password: name a --password-file, set KORVANE_PASSWORD or write it to the "
