@@ -15,15 +15,9 @@ std::string OfUser(int32_t user) { return " WHERE id_utente=" + std::to_string(u
 
 }  // namespace
 
-int32_t CountRows(Connection& database, int32_t user, int32_t box) {
-  return static_cast<int32_t>(Number(database, "SELECT COUNT(*) AS n FROM mail" + OfUser(user) +
-                                                   " AND id_cartella=" + std::to_string(box) +
-                                                   " AND Cancellata=0"));
-}
-
-int32_t CountAccountRows(Connection& database, int32_t user, int32_t account) {
-  return static_cast<int32_t>(Number(database, "SELECT COUNT(*) AS n FROM mail" + OfUser(user) +
-                                                   " AND id_server=" + std::to_string(account)));
+int64_t CountAccountRows(Connection& database, int32_t user, int32_t account) {
+  return Number(database, "SELECT COUNT(*) AS n FROM mail" + OfUser(user) +
+                              " AND id_server=" + std::to_string(account));
 }
 
 std::vector<BoxCount> CountBoxes(Connection& database, int32_t user) {
@@ -33,18 +27,25 @@ std::vector<BoxCount> CountBoxes(Connection& database, int32_t user) {
     if (found != boxes.end()) return *found;
     return boxes.emplace_back(BoxCount{box, 0, 0});
   };
+  // The counts that the schema keeps by triggers, where it does: counting a large box takes longer
+  // than the rest of a page.
   const std::string where = OfUser(user) + " AND Cancellata=0";
-  for (auto rows = database.Execute("SELECT id_cartella, COUNT(*) AS n FROM mail" + where +
-                                    " GROUP BY id_cartella");
-       !rows->Eof(); rows->MoveNext()) {
-    place(rows->Field("id_cartella").ToInt32().value_or(0)).messages =
-        rows->Field("n").ToInt64().value_or(0);
+  const std::string counts =
+      database.HasTable("conteggi_cartelle")
+          ? "SELECT id_cartella, numero AS n FROM conteggi_cartelle" + where
+          : "SELECT id_cartella, COUNT(*) AS n FROM mail" + where + " GROUP BY id_cartella";
+  for (auto rows = database.Execute(counts); !rows->Eof(); rows->MoveNext()) {
+    const int64_t messages = rows->Field("n").ToInt64().value_or(0);
+    if (messages > 0) place(rows->Field("id_cartella").ToInt32().value_or(0)).messages = messages;
   }
-  for (auto rows = database.Execute("SELECT id_cartella, COUNT(*) AS n FROM mail" + where +
-                                    " AND Letto=0 GROUP BY id_cartella");
-       !rows->Eof(); rows->MoveNext()) {
-    place(rows->Field("id_cartella").ToInt32().value_or(0)).unread =
-        rows->Field("n").ToInt64().value_or(0);
+  for (BoxCount& box : boxes) {
+    // Only as far as it is shown: "99+".
+    for (auto rows = database.Execute("SELECT TOP " + std::to_string(kMostUnreadShown + 1) +
+                                      " id_mail FROM mail" + OfUser(user) + " AND id_cartella=" +
+                                      std::to_string(box.box) + " AND Cancellata=0 AND Letto=0");
+         !rows->Eof(); rows->MoveNext()) {
+      ++box.unread;
+    }
   }
   std::ranges::sort(boxes, {}, &BoxCount::box);
   return boxes;
@@ -62,6 +63,17 @@ int32_t UndoDeletion(Connection& database, int32_t user, const std::vector<int32
     ++undone;
   }
   return undone;
+}
+
+std::vector<int32_t> HeadersOnly(Connection& database, int32_t user,
+                                 const std::vector<int32_t>& ids) {
+  std::vector<int32_t> found;
+  for (const int32_t id : ids) {
+    const auto row = database.Execute("SELECT body_scaricato FROM mail" + OfUser(user) +
+                                      " AND id_mail=" + std::to_string(id));
+    if (!row->Eof() && row->Field("body_scaricato").ToInt64().value_or(0) == -1) found.push_back(id);
+  }
+  return found;
 }
 
 DeadBytes CountDeadBytes(Connection& database, int32_t user) {

@@ -1,9 +1,12 @@
 #include "fetch_jobs.h"
 
 #include <exception>
+#include <iostream>
 #include <utility>
+#include <vector>
 
 #include "box_rows.h"
+#include "engine/mail_engine.h"
 #include "pop3/mail_server.h"
 
 namespace korvane::site {
@@ -41,13 +44,38 @@ bool FetchJobs::Start(int32_t user, const FetchRequest& request) {
   return true;
 }
 
+void FetchJobs::FetchOne(Job& job, Mail& mail, int32_t user, const AccountEntry& account,
+                         const FetchRequest& request) {
+  const int64_t before = CountAccountRows(*mail.database, user, account.id);
+  // Nothing of this account is stored: there is nothing to look up.
+  const bool first = before == 0;
+  mail.web.GetListMessagesInBox(kInbox, account.id, request.header_only, request.delete_on_server,
+                                "", first, EMailOrder::ORDER_DATA, EMailOrderDirection::ORDER_DESC,
+                                1);
+  const int32_t number = mail.web.GetLastError();
+  const std::string text = mail.web.GetLastErrorDesc();
+  const int64_t fresh = CountAccountRows(*mail.database, user, account.id) - before;
+  job.With([&](Progress& progress) {
+    progress.stored += fresh;
+    if (number == 0) return;
+    if (!progress.fault.empty()) progress.fault += ' ';
+    progress.fault += account.username + " at " + account.server + ": " + FaultText(number, text);
+  });
+}
+
+// Without the lock of the user's requests: the component locks the store itself while it writes, and
+// the pages stay readable while a slow server answers.
 void FetchJobs::Run(const std::shared_ptr<Job>& job, int32_t user, FetchRequest request) {
   std::string fault;
   try {
     const auto mail = mail_.Open(user);
-    job->With([&](Progress& progress) {
-      progress.stored_before = progress.stored = CountRows(*mail->database, user, kInbox);
+    std::vector<AccountEntry> accounts = AccountDirectory(*mail->database).List(user);
+    std::erase_if(accounts, [&](const AccountEntry& one) {
+      if (request.account == -100) return false;
+      return request.account == -10 ? !one.is_default : one.id != request.account;
     });
+    if (accounts.empty()) fault = "There is no such account.";
+    mail->web.Engine()->SetOptions({.settle = true});
     mail->web.Server()->OnProgress([&](int32_t looked_at, int32_t total, int32_t taken) {
       job->With([&](Progress& progress) {
         progress.looked_at = looked_at;
@@ -57,25 +85,19 @@ void FetchJobs::Run(const std::shared_ptr<Job>& job, int32_t user, FetchRequest 
     });
     // A page size of 1: the listing that comes with it is not shown.
     mail->web.MailListPageSize(1);
-    Any pages;
-    Any mails;
-    // Nothing of this account is stored: there is nothing to look up.
-    const bool first =
-        request.account > 0 && CountAccountRows(*mail->database, user, request.account) == 0;
-    mail->web.GetListMessagesInBox(kInbox, request.account, request.header_only,
-                                   request.delete_on_server, "", first, EMailOrder::ORDER_DATA,
-                                   EMailOrderDirection::ORDER_DESC, 1, &pages, &mails);
-    if (mail->web.GetLastError() != 0) {
-      fault = FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc());
+    for (const AccountEntry& account : accounts) {
+      job->With([&](Progress& progress) {
+        progress.account = account.username;
+        progress.looked_at = progress.total = progress.taken = 0;
+      });
+      FetchOne(*job, *mail, user, account, request);
     }
-    job->With([&](Progress& progress) {
-      progress.stored = static_cast<int32_t>(mails.ToInt32().value_or(0));
-    });
   } catch (const std::exception& error) {
-    fault = error.what();
+    std::cerr << "fetch: " << error.what() << std::endl;
+    fault = "The database or the message file cannot be used right now.";
   }
   job->With([&](Progress& progress) {
-    progress.fault = std::move(fault);
+    if (!fault.empty()) progress.fault = std::move(fault);
     progress.running = false;
     progress.just_ended = true;
   });

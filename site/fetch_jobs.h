@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "facade/account_directory.h"
 #include "mail_access.h"
 
 namespace korvane::site {
@@ -31,9 +32,9 @@ class FetchJobs {
     int32_t looked_at = 0;
     int32_t total = 0;
     int32_t taken = 0;
-    int32_t stored_before = 0;
-    int32_t stored = 0;
-    std::string fault;  ///< "" when all went well
+    int64_t stored = 0;    ///< new messages, counted when an account is done
+    std::string account;   ///< the one that is looked at, where there are several
+    std::string fault;     ///< "" when all went well
   };
 
   /// False when one is running already.
@@ -44,6 +45,8 @@ class FetchJobs {
 
  private:
   struct Job;
+  void FetchOne(Job& job, Mail& mail, int32_t user, const AccountEntry& account,
+                const FetchRequest& request);
   void Run(const std::shared_ptr<Job>& job, int32_t user, FetchRequest request);
 
   MailAccess& mail_;

@@ -24,6 +24,11 @@ std::string BoxName(int32_t box) {
   return "Box " + std::to_string(box);
 }
 
+std::string DateText(const MailMessage& message) {
+  const std::string& sent = message.SendDate();
+  return sent.empty() || sent.find('?') != std::string::npos ? message.ReceivedDate() : sent;
+}
+
 namespace {
 std::string TemplateFile(const Visit& visit, const std::string& name) {
   return visit.site.options.assets + "/templates/" + name + ".html";
@@ -54,7 +59,10 @@ void Page::FillNavigation() {
     row->SetValue("BOX_NAME", BoxName(box.box));
     row->SetIntValue("BOX_COUNT", static_cast<long>(box.messages));
     if (box.unread > 0) {
-      row->AddSectionDictionary("BOX_UNREAD")->SetIntValue("UNREAD", static_cast<long>(box.unread));
+      row->AddSectionDictionary("BOX_UNREAD")
+          ->SetValue("UNREAD", box.unread > kMostUnreadShown
+                                   ? std::to_string(kMostUnreadShown) + "+"
+                                   : std::to_string(box.unread));
     }
     if (box.box == box_) row->ShowSection("BOX_CURRENT");
   }

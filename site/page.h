@@ -47,5 +47,7 @@ class Page {
 /// "2.4 MB".
 std::string SizeText(int64_t bytes);
 std::string BoxName(int32_t box);
+/// When a message was sent; where that cannot be read, when it was received.
+std::string DateText(const MailMessage& message);
 
 }  // namespace korvane::site

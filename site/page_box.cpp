@@ -3,6 +3,7 @@
 #include <array>
 
 #include "box_rows.h"
+#include "facade/account_directory.h"
 #include "page.h"
 #include "pages.h"
 
@@ -94,16 +95,32 @@ void FillProgress(Page& page, const FetchJobs::Progress& progress) {
   auto& row = page.Row("FETCHING");
   row.SetIntValue("LOOKED_AT", progress.looked_at);
   row.SetIntValue("TOTAL", progress.total);
+  row.SetValue("ACCOUNT", progress.account);
+}
+
+/// The accounts to choose from; one that is alone needs no choice.
+void FillFetchForm(Page& page, const Visit& visit) {
+  const auto accounts = AccountDirectory(*visit.site.mail.Database()).List(visit.user());
+  if (accounts.empty()) return page.Show("NO_ACCOUNT");
+  page.Show("FETCH_FORM");
+  for (const AccountEntry& account : accounts) {
+    auto& row = page.Row("FETCH_ACCOUNT");
+    row.SetIntValue("ACCOUNT_ID", account.id);
+    row.SetValue("ACCOUNT_NAME", account.username + " at " + account.server);
+    if (account.is_default) row.ShowSection("ACCOUNT_DEFAULT");
+  }
 }
 
 void TellEnd(const Visit& visit, const FetchJobs::Progress& progress) {
   if (!progress.just_ended) return;
   if (!progress.fault.empty()) {
-    visit.TellFault("Mail could not be fetched completely. " + progress.fault +
-                    " The mail that is stored here is listed below.");
+    const std::string fetched =
+        progress.stored == 0 ? "" : std::to_string(progress.stored) + " new messages came all the same. ";
+    visit.TellFault("Mail could not be fetched completely. " + progress.fault + ' ' + fetched +
+                    "What is stored here is listed below.");
     return;
   }
-  const int32_t fresh = std::max(0, progress.stored - progress.stored_before);
+  const int64_t fresh = progress.stored;
   visit.Tell(fresh == 0
                  ? "There is no new mail."
                  : std::to_string(fresh) + (fresh == 1 ? " new message." : " new messages."));
@@ -148,8 +165,7 @@ void ShowBox(Visit& visit) {
   page.Set("SIZE_NOW", view.size);
   page.Set("ORDER_NOW", view.order->name);
   page.Set("DIR_NOW", view.ascending ? "asc" : "desc");
-  page.ShowIf(view.box == kInbox && mail->has_account, "FETCH_FORM");
-  page.ShowIf(view.box == kInbox && !mail->has_account, "NO_ACCOUNT");
+  if (view.box == kInbox) FillFetchForm(page, visit);
   page.ShowIf(messages->Count() == 0, "EMPTY");
   page.ShowIf(messages->Count() > 0, "FILLED");
   FillOrders(page, view);
@@ -160,6 +176,7 @@ void ShowBox(Visit& visit) {
 }
 
 void StartFetch(Visit& visit) {
+  if (visit.Field("which") == "none") return visit.GoTo("/box/1");
   FetchRequest request;
   request.account = visit.Field("which") == "all" ? -100 : visit.Number("which", -10, 1);
   request.header_only = visit.Field("what") != "whole";
@@ -177,19 +194,56 @@ void ShowProgress(Visit& visit) {
                              "application/json");
 }
 
+namespace {
+
+std::string Joined(const std::vector<int32_t>& ids) {
+  std::string text;
+  for (const int32_t id : ids) text += (text.empty() ? "" : ",") + std::to_string(id);
+  return text;
+}
+
+/// Of messages that are to go from the server but to stay here, those of which only the header is
+/// here are fetched first; what cannot be fetched is left out, and told.
+void FetchBeforeDeletion(const Visit& visit, Mail& mail, std::vector<int32_t>& ids) {
+  size_t kept = 0;
+  std::string why;
+  for (const int32_t id : HeadersOnly(*mail.database, visit.user(), ids)) {
+    if (mail.web.GetMessage(id)) continue;
+    why = FaultText(mail.web.GetLastError(), mail.web.GetLastErrorDesc());
+    std::erase(ids, id);
+    ++kept;
+  }
+  if (kept == 0) return;
+  visit.TellFault(std::to_string(kept) + (kept == 1 ? " message was" : " messages were") +
+                  " left on the server, because only the header is here and the rest could not be"
+                  " fetched. " + why);
+}
+
+std::string DeletionText(size_t count, EDelType type) {
+  const std::string what =
+      count == 1 ? "The message was " : std::to_string(count) + " messages were ";
+  return what + (type == EDelType::DEL_TYPE_LOCALE   ? "deleted here."
+                 : type == EDelType::DEL_TYPE_SERVER ? "deleted on the server and kept here."
+                                                     : "deleted here and on the server.");
+}
+
+}  // namespace
+
 void DeleteMessages(Visit& visit) {
-  std::string ids;
+  std::vector<int32_t> ids;
   for (const std::string& id : visit.Fields("id")) {
     const auto number = ParseNumber(id);
     if (!number || *number < 1) throw PageFault(400, "That is no message number.");
-    ids += (ids.empty() ? "" : ",") + std::to_string(*number);
+    ids.push_back(*number);
   }
-  const std::string back = visit.Field("back");
-  // Only a path of this site: "//" would be another host.
-  const bool own = back.starts_with("/box/") && back.find_first_of("\r\n\\") == std::string::npos;
+  std::string back = visit.Field("back");
+  // Only a path of this site.
+  if (!back.starts_with("/box/") || back.find_first_of("\r\n\\") != std::string::npos) {
+    back = "/box/1";
+  }
   if (ids.empty()) {
     visit.TellFault("No message was chosen.");
-    return visit.GoTo(own ? back : "/box/1");
+    return visit.GoTo(back);
   }
   const std::string where = visit.Field("where");
   const EDelType type = where == "server" ? EDelType::DEL_TYPE_SERVER
@@ -197,22 +251,16 @@ void DeleteMessages(Visit& visit) {
                                           : EDelType::DEL_TYPE_LOCALE;
   const auto lock = visit.site.mail.LockUser(visit.user());
   const auto mail = visit.site.mail.Open(visit.user());
-  const auto count = 1 + std::ranges::count(ids, ',');
-  const std::string what = count == 1 ? "The message" : std::to_string(count) + " messages";
-  const std::string verb = count == 1 ? " was" : " were";
-  if (mail->web.DeleteMessage(ids, type)) {
-    if (type == EDelType::DEL_TYPE_LOCALE) {
-      visit.login->Tell({what + verb + " deleted here.", false, ids});
-    } else {
-      visit.Tell(what + verb +
-                 (type == EDelType::DEL_TYPE_SERVER ? " deleted on the server and kept here."
-                                                    : " deleted here and on the server."));
-    }
-  } else {
+  if (type == EDelType::DEL_TYPE_SERVER) FetchBeforeDeletion(visit, *mail, ids);
+  if (ids.empty()) return visit.GoTo(back);
+  if (!mail->web.DeleteMessage(Joined(ids), type)) {
     visit.TellFault("Not everything could be deleted. " +
                     FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
+  } else {
+    visit.login->Tell({DeletionText(ids.size(), type), false,
+                       type == EDelType::DEL_TYPE_LOCALE ? Joined(ids) : ""});
   }
-  visit.GoTo(own ? back : "/box/1");
+  visit.GoTo(back);
 }
 
 void UndoDelete(Visit& visit) {
@@ -232,7 +280,8 @@ void UndoDelete(Visit& visit) {
   } else {
     visit.TellFault("There was nothing to bring back: the store was compacted since.");
   }
-  visit.GoTo("/box/1");
+  const auto box = ParseNumber(visit.Field("box"));
+  visit.GoTo("/box/" + std::to_string(box.value_or(kInbox)));
 }
 
 }  // namespace korvane::site

@@ -52,7 +52,7 @@ Draft From(MailMessage& message, const std::string& how) {
   } else if (how == "forward") {
     draft.subject = Prefixed("Fwd: ", subject);
     draft.body = "\n\n---------- Forwarded message ----------\nFrom: " + message.FromName() + " <" +
-                 message.FromMailAddress() + ">\nDate: " + message.SendDate() +
+                 message.FromMailAddress() + ">\nDate: " + DateText(message) +
                  "\nSubject: " + subject + "\nTo: " + message.MessageToAddress() + "\n\n" +
                  PlainText(message);
   } else {
@@ -65,7 +65,7 @@ Draft From(MailMessage& message, const std::string& how) {
     }
     draft.subject = Prefixed("Re: ", subject);
     draft.in_reply_to = message.MessageID();
-    draft.body = "\n\nOn " + message.SendDate() + " " + message.FromName() + " wrote:\n" +
+    draft.body = "\n\nOn " + DateText(message) + " " + message.FromName() + " wrote:\n" +
                  Quoted(PlainText(message));
   }
   return draft;
@@ -80,11 +80,62 @@ std::string Now() {
   return text;
 }
 
+/// The files of the message that is forwarded or edited, to be taken along.
+void FillFiles(Page& page, const Visit& visit, MailMessage& message) {
+  const auto attachments = message.GetAttachments();
+  if (!attachments || attachments->Count() == 0) return;
+  page.Row("TAKEN_FROM").SetIntValue("SOURCE", message.Id());
+  for (int32_t i = 1; i <= attachments->Count(); ++i) {
+    const auto attachment = attachments->ItemIndex(i);
+    if (attachment->NameOnServer().empty() || !FileExists(visit.StoredPath(attachment->NameOnServer())))
+      continue;
+    auto& row = page.Row("TAKEN");
+    row.SetIntValue("TAKEN_ID", attachment->Id());
+    row.SetValue("TAKEN_NAME", attachment->Name());
+  }
+}
+
+/// A file of the new message, and what goes into it once the message named it.
+struct NewFile {
+  std::shared_ptr<MailAttachment> attachment;
+  std::string content;
+};
+
+std::vector<NewFile> UploadedFiles(const Visit& visit, MailMessage& message) {
+  std::vector<NewFile> files;
+  const auto [first, last] = visit.request.files.equal_range("files");
+  for (auto one = first; one != last; ++one) {
+    if (one->second.filename.empty()) continue;
+    files.push_back({message.NM_NewAttachment(), one->second.content});
+    files.back().attachment->NM_FileName(one->second.filename);
+  }
+  return files;
+}
+
+/// The ticked files of the message that the new one was made from.
+void TakeFilesAlong(const Visit& visit, Mail& mail, MailMessage& message,
+                    std::vector<NewFile>& files) {
+  const auto source = mail.web.GetMessage(visit.Number("source", 0, 1));
+  const auto attachments = source ? source->GetAttachments() : nullptr;
+  for (const std::string& ticked : visit.Fields("taken")) {
+    const auto id = ParseNumber(ticked);
+    const auto attachment = attachments && id ? attachments->Item(*id) : nullptr;
+    std::string content;
+    if (!attachment || attachment->NameOnServer().empty() ||
+        !ReadWholeFile(visit.StoredPath(attachment->NameOnServer()), content)) {
+      throw PageFault(404, "An attachment of the first message is not there any more.");
+    }
+    files.push_back({message.NM_NewAttachment(), std::move(content)});
+    files.back().attachment->NM_FileName(attachment->Name());
+  }
+}
+
 }  // namespace
 
 void ShowCompose(Visit& visit) {
   Draft draft;
   std::string title = "New message";
+  std::shared_ptr<MailMessage> taken_from;
   for (const char* how : {"reply", "reply-all", "forward", "edit"}) {
     const auto number = ParseNumber(visit.Field(how));
     if (!number) continue;
@@ -98,6 +149,7 @@ void ShowCompose(Visit& visit) {
     title = how == std::string("forward") ? "Forward"
             : how == std::string("edit")  ? "Edit as new"
                                           : "Reply";
+    if (title != "Reply") taken_from = message;
   }
   Page page(visit, title, "compose");
   page.Set("HEADING", title);
@@ -107,6 +159,7 @@ void ShowCompose(Visit& visit) {
   page.Set("SUBJECT", draft.subject);
   page.Set("BODY", draft.body);
   page.Set("IN_REPLY_TO", draft.in_reply_to);
+  if (taken_from) FillFiles(page, visit, *taken_from);
   page.Answer();
 }
 
@@ -128,23 +181,17 @@ void SaveDraft(Visit& visit) {
   message->NM_SendDate(Now());
 
   // The message names the files when it is saved; their contents are put in place afterwards.
-  std::vector<std::pair<std::shared_ptr<MailAttachment>, const std::string*>> files;
+  std::vector<NewFile> files = UploadedFiles(visit, *message);
+  if (visit.Ticked("taken")) TakeFilesAlong(visit, *mail, *message, files);
   size_t size = body.size();
-  const auto [first, last] = visit.request.files.equal_range("files");
-  for (auto one = first; one != last; ++one) {
-    if (one->second.filename.empty()) continue;
-    auto attachment = message->NM_NewAttachment();
-    attachment->NM_FileName(one->second.filename);
-    files.emplace_back(std::move(attachment), &one->second.content);
-    size += one->second.content.size();
-  }
+  for (const NewFile& file : files) size += file.content.size();
   message->NM_Size(static_cast<int32_t>(size));
   if (!message->NM_Save(mail->database, kDrafts)) {
     throw PageFault(503, FaultText(message->GetLastError(), message->GetLastErrorDesc()));
   }
   int missing = 0;
-  for (const auto& [attachment, content] : files) {
-    if (!WriteWholeFile(attachment->NameOnServer(), *content, true)) ++missing;
+  for (const NewFile& file : files) {
+    if (!WriteWholeFile(visit.StoredPath(file.attachment->NameOnServer()), file.content, true)) ++missing;
   }
   if (missing > 0) {
     visit.TellFault("The draft was saved, but " + std::to_string(missing) +

@@ -23,14 +23,6 @@ std::string PictureType(std::string_view data) {
   return "";
 }
 
-std::string LastComponent(const std::string& path) {
-  return path.substr(path.find_last_of("/\\") + 1);
-}
-
-std::string StoredPath(const Visit& visit, const std::string& name_on_server) {
-  return JoinPath(visit.site.mail.settings().PathAtcmts(), LastComponent(name_on_server));
-}
-
 int32_t MessageNumber(const Visit& visit) {
   const auto number = ParseNumber(visit.request.matches[1].str());
   if (!number) throw PageFault(404, "There is no such message.");
@@ -146,7 +138,7 @@ void FillAttachments(Page& page, const Visit& visit, MailMessage& message) {
     row.SetValue("FILE_NAME", attachment->Name());
     const std::string stored = attachment->NameOnServer();
     BinaryFile file;
-    if (stored.empty() || !file.Open(StoredPath(visit, stored), BinaryFile::Mode::kRead)) {
+    if (stored.empty() || !file.Open(visit.StoredPath(stored), BinaryFile::Mode::kRead)) {
       row.ShowSection("FILE_MISSING");
       continue;
     }
@@ -210,7 +202,7 @@ void ShowMessage(Visit& visit) {
   page.Set("FROM_ADDRESS", message->FromMailAddress());
   page.Set("TO", message->MessageToAddress());
   if (!message->CC().empty()) page.Row("CC_LINE").SetValue("CC", message->CC());
-  page.Set("DATE", message->SendDate().empty() ? message->ReceivedDate() : message->SendDate());
+  page.Set("DATE", DateText(*message));
   page.Set("MESSAGE_SIZE", SizeText(message->Size()));
   if (!message->OriginalHeader().empty()) {
     page.Row("FULL_HEADER").SetValue("HEADER", message->OriginalHeader());
@@ -254,7 +246,7 @@ void SendFile(Visit& visit) {
   if (!attachment || attachment->NameOnServer().empty()) {
     throw PageFault(404, "There is no such attachment.");
   }
-  Send(visit, StoredPath(visit, attachment->NameOnServer()), attachment->Name(),
+  Send(visit, visit.StoredPath(attachment->NameOnServer()), attachment->Name(),
        visit.Ticked("inline"));
 }
 

@@ -49,8 +49,9 @@ void ShowPeek(Visit& visit) {
       auto& row = page.Row("MESSAGE");
       row.SetIntValue("NUMBER", message->IdOnServer());
       row.SetValue("UID", message->MessageUIDL());
-      row.SetValue("WHO", message->FromName());
-      row.SetValue("SUBJECT", message->Subject(ETextFormat::TextFormat_Normal));
+      const std::string subject = message->Subject(ETextFormat::TextFormat_Normal);
+      row.SetValue("WHO", message->FromName().empty() ? "(nobody)" : message->FromName());
+      row.SetValue("SUBJECT", subject.empty() ? "(no subject)" : subject);
       row.SetValue("DATE", message->ReceivedDate().substr(0, 16));
       row.SetValue("SIZE", SizeText(message->Size()));
     }
@@ -69,10 +70,11 @@ void PeekMessage(Visit& visit) {
   Page page(visit, "On the server", "peek_message");
   page.Set("NUMBER", number.value_or(0));
   page.Set("UID", message->MessageUIDL());
-  page.Set("SUBJECT", message->Subject(ETextFormat::TextFormat_Normal));
+  const std::string subject = message->Subject(ETextFormat::TextFormat_Normal);
+  page.Set("SUBJECT", subject.empty() ? "(no subject)" : subject);
   page.Set("FROM_NAME", message->FromName());
   page.Set("FROM_ADDRESS", message->FromMailAddress());
-  page.Set("DATE", message->SendDate());
+  page.Set("DATE", DateText(*message));
   std::string text;
   message->MessageBody(text, ETextAlternativeType::AlterType_Text, ETextFormat::TextFormat_Normal);
   page.Set("TEXT_BODY", text);

@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "frame/files.h"
+
 namespace korvane::site {
 
 std::optional<int32_t> ParseNumber(std::string_view text) {
@@ -24,6 +26,11 @@ std::string Visit::Field(const std::string& name) const {
 
 std::vector<std::string> Visit::Fields(const std::string& name) const {
   std::vector<std::string> values;
+  if (request.is_multipart_form_data()) {
+    const auto [first, last] = request.files.equal_range(name);
+    for (auto one = first; one != last; ++one) values.push_back(one->second.content);
+    return values;
+  }
   const auto [first, last] = request.params.equal_range(name);
   for (auto one = first; one != last; ++one) values.push_back(one->second);
   return values;
@@ -33,6 +40,11 @@ int32_t Visit::Number(const std::string& name, int32_t otherwise, int32_t least,
                       int32_t most) const {
   const auto number = ParseNumber(Field(name));
   return number && *number >= least && *number <= most ? *number : otherwise;
+}
+
+std::string Visit::StoredPath(const std::string& name_on_server) const {
+  return JoinPath(site.mail.settings().PathAtcmts(),
+                  name_on_server.substr(name_on_server.find_last_of("/\\") + 1));
 }
 
 void Visit::GoTo(const std::string& path) const { response.set_redirect(path, 303); }

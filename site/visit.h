@@ -44,6 +44,8 @@ struct Visit {
   bool Ticked(const std::string& name) const { return !Field(name).empty(); }
   /// Answers with a redirect to a path of this site (303, so a reload does not send a form again).
   void GoTo(const std::string& path) const;
+  /// Where an attachment's file lies (MailAttachment::NameOnServer).
+  std::string StoredPath(const std::string& name_on_server) const;
   void Tell(const std::string& text) const { login->Tell({text, false, ""}); }
   void TellFault(const std::string& text) const { login->Tell({text, true, ""}); }
 };

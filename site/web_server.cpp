@@ -64,6 +64,15 @@ void Run(Visit& visit, Handler handler) {
   }
 }
 
+/// A form that another site sends says so in its Origin; the sign-in form has no other protection,
+/// because there is no login yet whose secret it could bring back.
+bool FromElsewhere(const httplib::Request& request) {
+  const std::string origin = request.get_header_value("Origin");
+  if (origin.empty()) return false;
+  const size_t host = origin.find("://");
+  return host == std::string::npos || origin.substr(host + 3) != request.get_header_value("Host");
+}
+
 class Routes {
  public:
   Routes(httplib::Server& server, Site& site) : server_(server), site_(site) {}
@@ -78,6 +87,7 @@ class Routes {
   void SignIn(const char* path, Handler handler) {
     server_.Post(path, [this, handler](const auto& request, auto& response) {
       Visit visit{site_, request, response, nullptr};
+      if (FromElsewhere(request)) return ShowFault(visit, 403, "This form is of another site.");
       Run(visit, handler);
     });
   }
@@ -94,7 +104,7 @@ class Routes {
     server_.Post(path, [this, handler](const auto& request, auto& response) {
       Visit visit{site_, request, response, site_.logins.Find(CookieToken(request))};
       if (!visit.login) return visit.GoTo("/sign-in");
-      if (!SameSecret(visit.Field("csrf"), visit.login->csrf)) {
+      if (FromElsewhere(request) || !SameSecret(visit.Field("csrf"), visit.login->csrf)) {
         return ShowFault(visit, 403,
                          "This form is not of this visit. Reload the page and try again.");
       }
