@@ -71,7 +71,8 @@ std::vector<int32_t> HeadersOnly(Connection& database, int32_t user,
   for (const int32_t id : ids) {
     const auto row = database.Execute("SELECT body_scaricato FROM mail" + OfUser(user) +
                                       " AND id_mail=" + std::to_string(id));
-    if (!row->Eof() && row->Field("body_scaricato").ToInt64().value_or(0) == -1) found.push_back(id);
+    if (!row->Eof() && row->Field("body_scaricato").ToInt64().value_or(0) == -1)
+      found.push_back(id);
   }
   return found;
 }

@@ -32,9 +32,9 @@ class FetchJobs {
     int32_t looked_at = 0;
     int32_t total = 0;
     int32_t taken = 0;
-    int64_t stored = 0;    ///< new messages, counted when an account is done
-    std::string account;   ///< the one that is looked at, where there are several
-    std::string fault;     ///< "" when all went well
+    int64_t stored = 0;   ///< new messages, counted when an account is done
+    std::string account;  ///< the one that is looked at, where there are several
+    std::string fault;    ///< "" when all went well
   };
 
   /// False when one is running already.

@@ -114,8 +114,9 @@ void FillFetchForm(Page& page, const Visit& visit) {
 void TellEnd(const Visit& visit, const FetchJobs::Progress& progress) {
   if (!progress.just_ended) return;
   if (!progress.fault.empty()) {
-    const std::string fetched =
-        progress.stored == 0 ? "" : std::to_string(progress.stored) + " new messages came all the same. ";
+    const std::string fetched = progress.stored == 0 ? ""
+                                                     : std::to_string(progress.stored) +
+                                                           " new messages came all the same. ";
     visit.TellFault("Mail could not be fetched completely. " + progress.fault + ' ' + fetched +
                     "What is stored here is listed below.");
     return;
@@ -216,7 +217,8 @@ void FetchBeforeDeletion(const Visit& visit, Mail& mail, std::vector<int32_t>& i
   if (kept == 0) return;
   visit.TellFault(std::to_string(kept) + (kept == 1 ? " message was" : " messages were") +
                   " left on the server, because only the header is here and the rest could not be"
-                  " fetched. " + why);
+                  " fetched. " +
+                  why);
 }
 
 std::string DeletionText(size_t count, EDelType type) {

@@ -87,7 +87,8 @@ void FillFiles(Page& page, const Visit& visit, MailMessage& message) {
   page.Row("TAKEN_FROM").SetIntValue("SOURCE", message.Id());
   for (int32_t i = 1; i <= attachments->Count(); ++i) {
     const auto attachment = attachments->ItemIndex(i);
-    if (attachment->NameOnServer().empty() || !FileExists(visit.StoredPath(attachment->NameOnServer())))
+    if (attachment->NameOnServer().empty() ||
+        !FileExists(visit.StoredPath(attachment->NameOnServer())))
       continue;
     auto& row = page.Row("TAKEN");
     row.SetIntValue("TAKEN_ID", attachment->Id());
@@ -191,7 +192,8 @@ void SaveDraft(Visit& visit) {
   }
   int missing = 0;
   for (const NewFile& file : files) {
-    if (!WriteWholeFile(visit.StoredPath(file.attachment->NameOnServer()), file.content, true)) ++missing;
+    if (!WriteWholeFile(visit.StoredPath(file.attachment->NameOnServer()), file.content, true))
+      ++missing;
   }
   if (missing > 0) {
     visit.TellFault("The draft was saved, but " + std::to_string(missing) +

@@ -228,6 +228,7 @@ void ShowBody(Visit& visit) {
           "; base-uri 'none'; form-action 'none'; frame-ancestors 'self'; "
           "sandbox allow-popups allow-popups-to-escape-sandbox");
   visit.response.set_header("Referrer-Policy", "no-referrer");
+  visit.response.set_header("X-DNS-Prefetch-Control", "off");
   visit.response.set_content(
       "<!doctype html><meta charset=\"utf-8\"><base target=\"_blank\">"
       "<style>body{font:15px/1.5 system-ui,sans-serif;margin:12px;overflow-wrap:anywhere}"
