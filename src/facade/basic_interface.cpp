@@ -42,16 +42,15 @@ bool BasicInterface::Init(bool bOpenConnection) {
   boss.InitDefaults(1);
   if (!account_->InitFromConfig(boss, nullptr, account_->UserId(), MailUser::kNoAccount)) {
     CopyError(*account_);
-  } else if (!server_->SetUser(account_)) {
-    CopyError(*server_);
-  } else if (!bOpenConnection) {
-    initialised_ = true;
-  } else if (!server_->Connect()) {
-    CopyError(*server_);
-  } else {
-    connected_ = initialised_ = true;
+    return false;
   }
-  return initialised_;
+  if (!server_->SetUser(account_) || (bOpenConnection && !server_->Connect())) {
+    CopyError(*server_);
+    return false;
+  }
+  connected_ = bOpenConnection;
+  initialised_ = true;
+  return true;
 }
 
 bool BasicInterface::Finish() {
