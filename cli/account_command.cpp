@@ -1,6 +1,7 @@
 // korvane account: the POP3 accounts of a user.
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "cli/accounts.h"
 #include "cli/failure.h"
@@ -16,7 +17,6 @@ namespace {
 
 constexpr int32_t kPop3Port = 110;
 constexpr int32_t kPop3sPort = 995;
-constexpr int32_t kTimeout = 60'000;
 
 struct AccountOptions {
   int32_t id = 0;
@@ -31,20 +31,20 @@ struct AccountOptions {
 };
 using Shared = std::shared_ptr<AccountOptions>;
 
-std::string JsonOf(const Account& account) {
+std::string JsonOf(const AccountEntry& account) {
   return JsonObject()
       .Number("id", account.id)
       .Flag("default", account.is_default)
       .Text("server", account.server)
       .Number("port", account.port)
-      .Flag("tls", account.Tls())
+      .Flag("tls", IsEncrypted(account))
       .Number("timeout", account.timeout)
       .Text("username", account.username)
-      .Flag("password_stored", account.password_stored)
+      .Flag("password_stored", account.keeps_password)
       .Str();
 }
 
-void Say(const Options& options, const std::string& text, const Account& account) {
+void Say(const Options& options, const std::string& text, const AccountEntry& account) {
   if (options.json) {
     std::cout << JsonOf(account) << "\n";
   } else {
@@ -52,56 +52,66 @@ void Say(const Options& options, const std::string& text, const Account& account
   }
 }
 
+/// What a command line says about an account, over what the account is already.
+AccountEntry Changed(AccountEntry account, const AccountOptions& wanted) {
+  if (!wanted.server.empty()) account.server = wanted.server;
+  if (wanted.port) account.port = wanted.port;
+  if (wanted.timeout) account.timeout = wanted.timeout;
+  if (!wanted.username.empty()) account.username = wanted.username;
+  if (wanted.ask_always) account.keeps_password = false;
+  RefuseControls(account.server, "server");
+  RefuseControls(account.username, "user name");
+  return account;
+}
+
+std::string PasswordToKeep(const AccountOptions& wanted, const std::string& prompt) {
+  std::string password = ReadPassword(wanted.password_file, prompt);
+  RefuseControls(password, "password");
+  return password;
+}
+
 Exit Add(const Options& options, const AccountOptions& wanted) {
   const Installation installation = OpenInstallation(options);
-  AccountChanges account;
-  account.server = wanted.server;
-  const bool plain = wanted.server.starts_with("pop3://");
-  account.port = wanted.port ? wanted.port : plain ? kPop3Port : kPop3sPort;
-  account.timeout = wanted.timeout ? wanted.timeout : kTimeout;
-  account.username = wanted.username;
-  account.make_default = wanted.make_default;
-  if (wanted.ask_always) {
-    account.forget_password = true;
-  } else {
-    account.password = ReadPassword(wanted.password_file, "Password of " + wanted.username);
-  }
-  const int32_t id = AddAccount(*installation.connection, options.user, account);
-  const Account added = FindAccount(*installation.connection, options.user, id);
+  AccountDirectory accounts = AccountsToChange(*installation.connection);
+  AccountEntry account = Changed({}, wanted);
+  if (!wanted.port) account.port = wanted.server.starts_with("pop3://") ? kPop3Port : kPop3sPort;
+  account.is_default = wanted.make_default;
+  const std::string password =
+      wanted.ask_always ? "" : PasswordToKeep(wanted, "Password of " + wanted.username);
+  account.id = accounts.Add(options.user, account, password);
+  const std::string number = std::to_string(account.id);
   Say(options,
-      "Account " + std::to_string(id) + " is " + Printable(added.Name()) +
-          (added.Tls() ? ", encrypted" : ", not encrypted") + ".\nNext: korvane account verify " +
-          std::to_string(id),
-      added);
+      "Account " + number + " is " + Printable(NameOf(account)) +
+          (IsEncrypted(account) ? ", encrypted" : ", not encrypted") +
+          ".\nNext: korvane account verify " + number,
+      FindAccount(*installation.connection, options.user, account.id));
   return Exit::kSuccess;
 }
 
 Exit Change(const Options& options, const AccountOptions& wanted) {
   const Installation installation = OpenInstallation(options);
-  AccountChanges changes;
-  if (!wanted.server.empty()) changes.server = wanted.server;
-  if (wanted.port) changes.port = wanted.port;
-  if (wanted.timeout) changes.timeout = wanted.timeout;
-  if (!wanted.username.empty()) changes.username = wanted.username;
-  changes.make_default = wanted.make_default;
-  changes.forget_password = wanted.ask_always;
+  AccountDirectory accounts = AccountsToChange(*installation.connection);
+  AccountEntry account =
+      Changed(FindAccount(*installation.connection, options.user, wanted.id), wanted);
+  std::optional<std::string> password;
   if (wanted.new_password || !wanted.password_file.empty()) {
-    changes.password = ReadPassword(wanted.password_file, "New password");
+    password = PasswordToKeep(wanted, "New password");
+    account.keeps_password = true;
   }
-  ChangeAccount(*installation.connection, options.user, wanted.id, changes);
-  const Account account = FindAccount(*installation.connection, options.user, wanted.id);
-  Say(options, "Account " + std::to_string(account.id) + " is " + Printable(account.Name()) + ".",
-      account);
+  accounts.Change(options.user, account, password);
+  if (wanted.make_default) accounts.MakeDefault(options.user, account.id);
+  Say(options, "Account " + std::to_string(account.id) + " is " + Printable(NameOf(account)) + ".",
+      FindAccount(*installation.connection, options.user, account.id));
   return Exit::kSuccess;
 }
 
 Exit List(const Options& options) {
   const Installation installation = OpenInstallation(options);
-  const auto accounts = ListAccounts(*installation.connection, options.user);
+  const auto accounts = AccountDirectory(*installation.connection).List(options.user);
   if (options.json) {
     std::vector<std::string> items;
     items.reserve(accounts.size());
-    for (const Account& account : accounts) items.push_back(JsonOf(account));
+    for (const AccountEntry& account : accounts) items.push_back(JsonOf(account));
     std::cout << JsonObject().Raw("accounts", JsonArray(items)).Str() << "\n";
     return Exit::kSuccess;
   }
@@ -116,10 +126,10 @@ Exit List(const Options& options) {
                {"Encrypted"},
                {"User name", false, 8},
                {"Password"}});
-  for (const Account& account : accounts) {
+  for (const AccountEntry& account : accounts) {
     table.AddRow({std::to_string(account.id), account.is_default ? "default" : "", account.server,
-                  std::to_string(account.port), account.Tls() ? "yes" : "no", account.username,
-                  account.password_stored ? "stored" : "asked for"});
+                  std::to_string(account.port), IsEncrypted(account) ? "yes" : "no",
+                  account.username, account.keeps_password ? "stored" : "asked for"});
   }
   table.Print(std::cout, TerminalWidth());
   return Exit::kSuccess;
@@ -127,8 +137,9 @@ Exit List(const Options& options) {
 
 Exit Remove(const Options& options, const AccountOptions& wanted) {
   const Installation installation = OpenInstallation(options);
-  const Account account = FindAccount(*installation.connection, options.user, wanted.id);
-  RemoveAccount(*installation.connection, options.user, wanted.id);
+  AccountDirectory accounts = AccountsToChange(*installation.connection);
+  const AccountEntry account = FindAccount(*installation.connection, options.user, wanted.id);
+  accounts.Remove(options.user, wanted.id);
   Say(options, "Account " + std::to_string(wanted.id) + " is removed; its messages stay.", account);
   return Exit::kSuccess;
 }
@@ -136,11 +147,11 @@ Exit Remove(const Options& options, const AccountOptions& wanted) {
 Exit Verify(const Options& options, const AccountOptions& wanted) {
   const Installation installation = OpenInstallation(options);
   const auto web = OpenFacade(installation, options);
-  std::vector<Account> accounts;
+  std::vector<AccountEntry> accounts;
   if (wanted.id) {
     accounts = {FindAccount(*installation.connection, options.user, wanted.id)};
   } else {
-    accounts = ListAccounts(*installation.connection, options.user);
+    accounts = AccountDirectory(*installation.connection).List(options.user);
     if (accounts.empty()) {
       throw Failure(Exit::kAccount, "user " + std::to_string(options.user) +
                                         " has no account: korvane account add");
@@ -148,9 +159,9 @@ Exit Verify(const Options& options, const AccountOptions& wanted) {
   }
   Exit status = Exit::kSuccess;
   std::vector<std::string> results;
-  for (const Account& account : accounts) {
-    if (!account.password_stored) {
-      web->Password(ReadPassword(wanted.password_file, "Password of " + account.Name()));
+  for (const AccountEntry& account : accounts) {
+    if (!account.keeps_password) {
+      web->Password(ReadPassword(wanted.password_file, "Password of " + NameOf(account)));
     }
     const bool good = web->VerifyAccount(account.id) && web->GetLastError() == 0;
     const Failure failure(*web);
@@ -161,7 +172,7 @@ Exit Verify(const Options& options, const AccountOptions& wanted) {
     results.push_back(json.Str());
     if (options.json) continue;
     const std::string name =
-        "Account " + std::to_string(account.id) + ", " + Printable(account.Name());
+        "Account " + std::to_string(account.id) + ", " + Printable(NameOf(account));
     if (good) {
       std::cout << name << ": the login works\n";
     } else {

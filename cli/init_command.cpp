@@ -63,7 +63,7 @@ std::string PercentEncoded(const std::string& path) {
 class Settings {
  public:
   explicit Settings(int32_t instance) {
-    const std::string file = SettingsPath();
+    const std::string file = Registry::FilePath();
     if (!FileExists(file)) {
       MakeFolder(fs::absolute(file).parent_path());
       if (!WriteWholeFile(file, kEmptySettings, true)) {
@@ -93,7 +93,7 @@ class Settings {
  private:
   static void Must(int32_t status) {
     if (status == Registry::kSuccess) return;
-    throw Failure(Exit::kSettings, "the settings file " + SettingsPath() +
+    throw Failure(Exit::kSettings, "the settings file " + Registry::FilePath() +
                                        " cannot be changed (status " + std::to_string(status) +
                                        ")");
   }
@@ -135,7 +135,7 @@ Exit Init(const Options& options, InitOptions wanted) {
   if (options.json) {
     std::cout << JsonObject()
                      .Number("instance", options.instance)
-                     .Text("registry", SettingsPath())
+                     .Text("registry", Registry::FilePath())
                      .Text("messages", messages)
                      .Number("schema", SchemaVersion(connection))
                      .Str()
@@ -143,7 +143,7 @@ Exit Init(const Options& options, InitOptions wanted) {
     return Exit::kSuccess;
   }
   std::cout << "Installation " << options.instance << " is ready.\n"
-            << "  settings  " << SettingsPath() << "\n"
+            << "  settings  " << Registry::FilePath() << "\n"
             << "  messages  " << messages << "\n"
             << "Next: korvane account add --server HOST --username NAME\n";
   return Exit::kSuccess;

@@ -1,16 +1,9 @@
 #include "cli/installation.h"
 
-#include <cstdlib>
-
 #include "cli/failure.h"
 #include "facade/mail_user.h"
 
 namespace korvane::cli {
-
-std::string SettingsPath() {
-  const char* path = std::getenv("KORVANE_REGISTRY");
-  return path && *path ? path : "/etc/korvane/registry.reg";
-}
 
 Installation OpenInstallation(const Options& options) {
   Installation installation;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include "facade/web_interface.h"
 #include "frame/boss_object.h"
@@ -21,8 +20,5 @@ Installation OpenInstallation(const Options& options);
 
 /// The facade for the user, with no account loaded. Throws Failure.
 std::shared_ptr<WebInterface> OpenFacade(const Installation& installation, const Options& options);
-
-/// The settings file that is used.
-std::string SettingsPath();
 
 }  // namespace korvane::cli

@@ -31,16 +31,16 @@ struct SyncOptions {
   std::string password_file;
 };
 
-std::vector<Account> Chosen(Connection& connection, const Options& options,
-                            const SyncOptions& wanted) {
+std::vector<AccountEntry> Chosen(Connection& connection, const Options& options,
+                                 const SyncOptions& wanted) {
   if (wanted.account) return {FindAccount(connection, options.user, wanted.account)};
-  std::vector<Account> accounts = ListAccounts(connection, options.user);
+  std::vector<AccountEntry> accounts = AccountDirectory(connection).List(options.user);
   if (accounts.empty()) {
     throw Failure(Exit::kAccount,
                   "user " + std::to_string(options.user) + " has no account: korvane account add");
   }
   if (wanted.all) return accounts;
-  for (Account& account : accounts) {
+  for (AccountEntry& account : accounts) {
     if (account.is_default) return {std::move(account)};
   }
   throw Failure(Exit::kAccount, "user " + std::to_string(options.user) +
@@ -53,7 +53,7 @@ struct Stock {
   int64_t headers = 0;
 };
 
-Stock StockOf(Connection& connection, const Options& options, const Account& account) {
+Stock StockOf(Connection& connection, const Options& options, const AccountEntry& account) {
   const auto count = [&](const char* more) {
     const std::string statement =
         "SELECT COUNT(*) FROM mail WHERE id_utente=" + std::to_string(options.user) +
@@ -76,9 +76,9 @@ struct Outcome {
 };
 
 Outcome SyncOne(const Installation& installation, WebInterface& web, const Options& options,
-                const SyncOptions& wanted, const Account& account) {
-  if (!account.password_stored) {
-    web.Password(ReadPassword(wanted.password_file, "Password of " + account.Name()));
+                const SyncOptions& wanted, const AccountEntry& account) {
+  if (!account.keeps_password) {
+    web.Password(ReadPassword(wanted.password_file, "Password of " + NameOf(account)));
   }
   ProgressLine progress("Account " + std::to_string(account.id), options.json);
   web.Server()->OnProgress([&](int32_t looked_at, int32_t total, int32_t taken) {
@@ -105,7 +105,7 @@ Outcome SyncOne(const Installation& installation, WebInterface& web, const Optio
           seconds.count(), failure};
 }
 
-std::string JsonOf(const Account& account, const Outcome& outcome) {
+std::string JsonOf(const AccountEntry& account, const Outcome& outcome) {
   char seconds[32];
   std::snprintf(seconds, sizeof seconds, "%.3f", outcome.seconds);
   JsonObject json;
@@ -115,11 +115,11 @@ std::string JsonOf(const Account& account, const Outcome& outcome) {
   return json.Str();
 }
 
-void Print(const Account& account, const Outcome& outcome) {
+void Print(const AccountEntry& account, const Outcome& outcome) {
   char seconds[32];
   std::snprintf(seconds, sizeof seconds, "%.1f", outcome.seconds);
   const std::string name =
-      "Account " + std::to_string(account.id) + ", " + Printable(account.Name()) + ": ";
+      "Account " + std::to_string(account.id) + ", " + Printable(NameOf(account)) + ": ";
   const bool failed = outcome.failure.number() != 0;
   if (failed) std::cerr << name << outcome.failure.Text() << std::endl;
   if (failed && outcome.stored == 0) return;
@@ -140,7 +140,7 @@ Exit Sync(const Options& options, const SyncOptions& wanted) {
   web->Engine()->SetOptions({.settle = true, .deep = wanted.deep});
   Exit status = Exit::kSuccess;
   std::vector<std::string> results;
-  for (const Account& account : Chosen(*installation.connection, options, wanted)) {
+  for (const AccountEntry& account : Chosen(*installation.connection, options, wanted)) {
     const Outcome outcome = SyncOne(installation, *web, options, wanted, account);
     if (status == Exit::kSuccess) status = outcome.Status();
     results.push_back(JsonOf(account, outcome));

@@ -65,7 +65,13 @@ int32_t AccountDirectory::Add(int32_t user, const AccountEntry& account,
                               const std::string& password) {
   Transaction transaction(database_, Transaction::Kind::kAllocating);
   const bool first = List(user).empty();
-  const int32_t id = NextIdentifier(database_, "SELECT MAX(Id_account_email) FROM account_email");
+  // A number that a removed account's messages still carry would make them this account's.
+  int32_t id = 1;
+  for (const char* used :
+       {"SELECT MAX(Id_account_email) FROM account_email", "SELECT MAX(id_server) FROM mail",
+        "SELECT MAX(id_server) FROM ultimi_scaricamenti"}) {
+    id = std::max(id, NextIdentifier(database_, used));
+  }
   const int32_t link =
       NextIdentifier(database_, "SELECT MAX(Id_account_email_utenti) FROM account_email_utenti");
   auto row = database_.Open("account_email");
@@ -106,8 +112,13 @@ bool AccountDirectory::Remove(int32_t user, int32_t account) {
   if (link->Eof()) return false;
   const std::string number =
       std::to_string(link->Field("Id_account_email_utenti").ToInt32().value_or(0));
+  const std::string of_user = " WHERE id_utente=" + std::to_string(user);
+  const Any chosen = FirstValue(database_, "SELECT Account_default FROM utenti" + of_user);
+  const bool was_default = !chosen.IsNull() && chosen.ToText() == number;
   database_.Execute("UPDATE utenti SET Account_default=NULL WHERE Account_default=" + number);
   database_.Execute("DELETE FROM account_email_utenti WHERE Id_account_email_utenti=" + number);
+  database_.Execute("DELETE FROM ultimi_scaricamenti" + of_user +
+                    " AND id_server=" + std::to_string(account));
   const auto shared =
       database_.Execute("SELECT COUNT(*) AS n FROM account_email_utenti WHERE Id_account_email=" +
                         std::to_string(account));
@@ -115,6 +126,9 @@ bool AccountDirectory::Remove(int32_t user, int32_t account) {
     database_.Execute("DELETE FROM account_email WHERE Id_account_email=" +
                       std::to_string(account));
   }
+  const Any next = FirstValue(
+      database_, "SELECT MIN(Id_account_email_utenti) FROM account_email_utenti" + of_user);
+  if (was_default && !next.IsNull()) SetDefault(user, next.ToInt32().value_or(0));
   transaction.Commit();
   return true;
 }

@@ -31,13 +31,15 @@ class AccountDirectory {
   std::vector<AccountEntry> List(int32_t user);
   std::optional<AccountEntry> Find(int32_t user, int32_t account);
 
-  /// Adds an account and returns its number. A user's first one becomes the default.
+  /// Adds an account and returns its number, one that no message carries yet. A user's first one
+  /// becomes the default.
   int32_t Add(int32_t user, const AccountEntry& account, const std::string& password);
   /// Changes the user's own account `account.id`; no password keeps the one that is there. False
   /// when the user has no such account.
   bool Change(int32_t user, const AccountEntry& account,
               const std::optional<std::string>& password);
-  /// Mail that was downloaded from it stays. False when the user has no such account.
+  /// Mail that was downloaded from it stays; the time of its last download goes. Where it was the
+  /// default, the oldest of the others becomes it. False when the user has no such account.
   bool Remove(int32_t user, int32_t account);
   bool MakeDefault(int32_t user, int32_t account);
 

@@ -21,11 +21,6 @@ constexpr std::array<std::string_view, 4> kRoots = {"HKEY_CLASSES_ROOT", "HKEY_C
 // More than any settings file; a wrong path must not fill the memory.
 constexpr std::uintmax_t kLongestFile = 16u * 1024 * 1024;
 
-std::string SettingsPath() {
-  const char* path = std::getenv("KORVANE_REGISTRY");
-  return path && *path ? path : "/etc/korvane/registry.reg";
-}
-
 int32_t Load(const std::string& path, SettingsFile& settings) {
   std::error_code error;
   const auto size = std::filesystem::file_size(path, error);
@@ -64,6 +59,11 @@ struct Registry::Key {
   }
 };
 
+std::string Registry::FilePath() {
+  const char* path = std::getenv("KORVANE_REGISTRY");
+  return path && *path ? path : "/etc/korvane/registry.reg";
+}
+
 Registry::Registry() = default;
 Registry::~Registry() = default;
 
@@ -71,7 +71,7 @@ int32_t Registry::OpenKey(uint32_t root, std::string_view path, int32_t access) 
   key_.reset();
   if (root < 0x80000000u || root - 0x80000000u >= kRoots.size()) return kInvalidHandle;
   auto key = std::make_unique<Key>();
-  key->file = SettingsPath();
+  key->file = FilePath();
   key->access = access;
   key->path = kRoots[root - 0x80000000u];
   if (!path.empty()) key->path += "\\" + std::string(path);

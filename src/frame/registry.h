@@ -28,6 +28,9 @@ class Registry {
     kMoreData = 234,
   };
 
+  /// The settings file that stands for the registry.
+  static std::string FilePath();
+
   Registry();
   ~Registry();
   Registry(const Registry&) = delete;
