@@ -50,6 +50,15 @@ int Main(int argc, char** argv) {
   AddAccountCommand(program);
   AddSyncCommand(program);
   AddListCommand(program);
+  AddShowCommand(program);
+  AddAttachmentsCommand(program);
+  AddDeleteCommand(program);
+  AddComposeCommand(program);
+  AddCleanCommand(program);
+  AddCheckCommand(program);
+  AddExportCommand(program);
+  AddImportCommand(program);
+  AddObjectModelCommand(program);
   AddErrorsCommand(program);
   try {
     program.app.parse(argc, argv);

@@ -35,5 +35,14 @@ void AddAccountCommand(Program& program);
 void AddSyncCommand(Program& program);
 void AddListCommand(Program& program);
 void AddErrorsCommand(Program& program);
+void AddShowCommand(Program& program);
+void AddAttachmentsCommand(Program& program);
+void AddDeleteCommand(Program& program);
+void AddComposeCommand(Program& program);
+void AddCleanCommand(Program& program);
+void AddCheckCommand(Program& program);
+void AddExportCommand(Program& program);
+void AddImportCommand(Program& program);
+void AddObjectModelCommand(Program& program);
 
 }  // namespace korvane::cli
