@@ -73,8 +73,9 @@ service pop3-login {{
         self._give_away(self.folder / "mail")
 
     def __enter__(self):
-        self._process = subprocess.Popen(["/usr/sbin/dovecot", "-F", "-c", self.folder / "dovecot.conf"],
-                                         stdin=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        with open(self.folder / "said", "wb") as said:
+            self._process = subprocess.Popen(["/usr/sbin/dovecot", "-F", "-c", self.folder / "dovecot.conf"],
+                                             stdin=subprocess.DEVNULL, stdout=said, stderr=said)
         deadline = time.monotonic() + 20
         while True:
             try:
@@ -84,8 +85,9 @@ service pop3-login {{
             except OSError:
                 pass
             if time.monotonic() > deadline or self._process.poll() is not None:
+                reason = (self.folder / "said").read_text()
                 self.__exit__()
-                raise RuntimeError("Dovecot does not start: " + self._process.stderr.read().decode())
+                raise RuntimeError("Dovecot does not start: " + reason)
             time.sleep(0.05)
 
     def __exit__(self, *_):
