@@ -4,6 +4,7 @@
 
 #include "facade/mail_user.h"
 #include "frame/files.h"
+#include "message/message_source.h"
 #include "page.h"
 #include "pages.h"
 #include "random_text.h"
@@ -249,6 +250,19 @@ void SendFile(Visit& visit) {
   }
   Send(visit, visit.StoredPath(attachment->NameOnServer()), attachment->Name(),
        visit.Ticked("inline"));
+}
+
+void SendSource(Visit& visit) {
+  const auto lock = visit.site.mail.LockUser(visit.user());
+  const auto mail = visit.site.mail.Open(visit.user());
+  const auto message = OpenMessage(visit, *mail);
+  std::string subject = message->Subject(ETextFormat::TextFormat_Normal);
+  if (subject.empty()) subject = "message";
+  std::string source = MessageSource(*message, *mail->web.Account());
+  visit.response.set_header("Content-Disposition", DispositionFor(subject + ".eml", true));
+  visit.response.set_header("Content-Security-Policy", "default-src 'none'; sandbox");
+  visit.response.set_header("X-Content-Type-Options", "nosniff");
+  visit.response.set_content(std::move(source), "message/rfc822");
 }
 
 void SendFrameFile(Visit& visit) {

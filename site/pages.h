@@ -21,6 +21,7 @@ void UndoDelete(Visit& visit);
 void ShowMessage(Visit& visit);
 void ShowBody(Visit& visit);
 void SendFile(Visit& visit);       ///< an attachment, for the person
+void SendSource(Visit& visit);     ///< the whole message as a .eml file
 void SendFrameFile(Visit& visit);  ///< a picture, for the frame; the address carries a signature
 
 // Composing into the drafts.

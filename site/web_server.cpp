@@ -134,6 +134,7 @@ void SetRoutes(httplib::Server& server, Site& site) {
   routes.Post("/undo", UndoDelete);
   routes.Get(R"(/message/(\d+))", ShowMessage);
   routes.Get(R"(/message/(\d+)/body)", ShowBody);
+  routes.Get(R"(/message/(\d+)/source)", SendSource);
   routes.Get(R"(/message/(\d+)/attachment/(-?\d+))", SendFile);
   routes.Get("/compose", ShowCompose);
   routes.Post("/compose", SaveDraft);

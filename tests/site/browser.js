@@ -138,6 +138,10 @@ async function desktop(browser, context, page) {
     assert(await page.locator('.summary').isVisible(), 'no summary');
     await page.click('details:has-text("Full header") > summary');
     assert((await page.locator('details pre').innerText()).includes('Subject:'), 'no full header');
+    await page.click('.menu > summary');
+    const [saved] = await Promise.all([page.waitForEvent('download'), page.click('text=Save as .eml')]);
+    assert(saved.suggestedFilename() === 'Two walks for the weekend.eml', saved.suggestedFilename());
+    await page.click('.menu > summary');
     const other = page.locator('.menu-items a:text("Show ")');
     const was = await other.innerText();
     await page.click('.menu > summary');

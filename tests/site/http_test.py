@@ -1,5 +1,6 @@
 """The mail site over plain HTTP: what holds for every answer, and what a person who means harm meets."""
 
+import email
 import re
 import socket
 import unittest
@@ -116,6 +117,28 @@ class Attachments(Served):
     def test_hold_the_bytes_that_were_sent(self):
         bodies = [answer.body for answer in self.files("hostile file name")]
         self.assertIn(b"harmless", bodies)
+
+
+class SavedMessages(Served):
+    def test_are_read_again_as_what_they_were(self):
+        answer = self.ann.get(f"/message/{self.hers['hostile picture']}/source")
+        self.assertEqual(answer.headers["Content-Type"], "message/rfc822")
+        self.assertIn('filename="hostile_picture.eml"', answer.headers["Content-Disposition"])
+        saved = email.message_from_bytes(answer.body)
+        sent = email.message_from_bytes(sample("hostile/mime_sniffing.eml"))
+        self.assertEqual(saved["Subject"], sent["Subject"])
+        self.assertEqual({part.get_filename(): part.get_payload(decode=True) for part in saved.walk()
+                          if part.get_filename()},
+                         {part.get_filename(): part.get_payload(decode=True) for part in sent.walk()
+                          if part.get_filename()})
+
+    def test_cannot_be_had_by_others(self):
+        self.assertEqual(self.bob.get(f"/message/{self.hers['hostile picture']}/source").status, 404)
+
+    def test_cannot_split_the_header_by_their_subject(self):
+        number = next(number for subject, number in self.hers.items() if "<b>bold" in subject)
+        disposition = self.ann.get(f"/message/{number}/source").headers["Content-Disposition"]
+        self.assertRegex(disposition, r'^attachment; filename="[\w.-]*"; filename\*=UTF-8\'\'[\w.%-]*$')
 
 
 class ForeignThings(Served):
