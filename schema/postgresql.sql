@@ -63,6 +63,9 @@ CREATE INDEX IF NOT EXISTS mail_per_id
 -- Is this message stored already?
 CREATE INDEX IF NOT EXISTS mail_doppioni
   ON mail (id_utente, id_server, campo_messageid);
+-- Which messages of a box are not read?
+CREATE INDEX IF NOT EXISTS mail_non_letti
+  ON mail (id_utente, id_cartella, cancellata, letto, id_mail);
 -- The records of a user's message file in their order.
 CREATE INDEX IF NOT EXISTS mail_posizioni
   ON mail (id_utente, body_scaricato, id_mail, cancellata);
