@@ -162,8 +162,9 @@ void FillText(Page& page, MailMessage& message, bool as_html, bool with_pictures
   const bool has_html = message.MessageBody(html, ETextAlternativeType::AlterType_Html,
                                             ETextFormat::TextFormat_HTML, true) ||
                         message.MessageBody(html, ETextAlternativeType::AlterType_Html,
-                                            ETextFormat::TextFormat_HTMLNoPRE, false);
-  const bool looks_html = has_html && html.find("<pre>") != 0;
+                                            ETextFormat::TextFormat_HTML, false);
+  // Plain text made into HTML needs no frame.
+  const bool looks_html = has_html && !html.starts_with("<pre>");
   page.Set("OTHER_FORMAT", as_html ? "plain" : "html");
   page.Set("OTHER_FORMAT_NAME", as_html ? "plain text" : "HTML");
   if (as_html && looks_html) {
