@@ -51,7 +51,7 @@ void Fill(const std::string& path) {
   for (const char* index :
        {"per_data", "per_mittente", "per_mittente_contro", "per_oggetto", "per_oggetto_contro",
         "per_dimensione", "per_dimensione_contro", "per_destinatario", "per_destinatario_contro",
-        "per_id", "doppioni", "posizioni"}) {
+        "per_id", "doppioni", "non_letti", "posizioni"}) {
     raw.Run("DROP INDEX mail_" + std::string(index));
   }
   raw.Run("BEGIN");
