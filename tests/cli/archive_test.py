@@ -4,9 +4,12 @@ import email
 import email.policy
 import mailbox
 import re
+import resource
+import signal
+import subprocess
 import unittest
 
-from command_line import SOURCE, CommandLineTest
+from command_line import BIN, SOURCE, CommandLineTest
 
 FORMATS = ("mbox", "eml", "maildir")
 
@@ -124,10 +127,36 @@ class Archive(CommandLineTest):
         self.korvane("export", self.folder / "box", status=9)
         self.assertEqual((self.folder / "box").read_text(), "mine")
 
-    def test_a_full_disk_is_status_9_and_leaves_no_half_file(self):
-        self.put_many(1)
+    def short_of_space(self, *arguments, bytes):
+        """Runs the program where no file may grow beyond `bytes`, as on a disk that is full."""
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (bytes, bytes))
+        return subprocess.run([BIN / "korvane", *map(str, arguments)], env=self.environment(),
+                              preexec_fn=limit, capture_output=True, text=True)
+
+    def test_an_export_to_a_full_disk_is_status_9_and_leaves_no_half_file(self):
+        self.put("1", body=("x" * 70 + "\n") * 5000)
         self.fill()
-        self.korvane("export", "/proc/self/box", status=9)
+        for format in FORMATS:
+            place = self.folder / format
+            result = self.short_of_space("export", place, "--format", format, bytes=100_000)
+            self.assertEqual(result.returncode, 9, result.stderr)
+            self.assertIn("File too large", result.stderr)
+            files = [path for path in place.rglob("*") if path.is_file()] if place.is_dir() else []
+            self.assertEqual(files, [])
+            self.assertFalse(place.is_file())
+
+    def test_an_import_to_a_full_disk_is_status_9_and_leaves_nothing(self):
+        with open(self.folder / "box", "w") as box:
+            box.write("From x\nSubject: large\n\n" + ("x" * 70 + "\n") * 50_000)
+        self.korvane("list")
+        result = self.short_of_space("import", self.folder / "box", bytes=1_000_000)
+        self.assertEqual(result.returncode, 9, result.stderr)
+        self.assertIn("cannot be written", result.stderr)
+        self.assertEqual(self.subjects(), [])
+        self.assertEqual((self.folder / "store/messages/1_Messaggi.dat").stat().st_size, 0)
+        self.korvane("check")
 
     def test_what_is_no_archive_is_refused(self):
         (self.folder / "text").write_text("hello\nFrom me\n")

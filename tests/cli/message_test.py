@@ -146,7 +146,7 @@ class Attachments(WithMessages):
         err = self.korvane("attachments", 1, "--save-to", self.folder / "file", status=9).err
         self.assertIn("is no folder", err)
 
-    def test_a_full_disk_is_status_9(self):
+    def test_a_folder_that_takes_no_files_is_status_9(self):
         self.put_file("1", "a.bin")
         self.fill()
         err = self.korvane("attachments", 1, "--save-to", "/proc/self", status=9).err
