@@ -66,7 +66,7 @@ void Send(Visit& visit, const std::string& path, const std::string& name, bool i
   visit.response.set_header("Content-Disposition", DispositionFor(name, !shown));
   visit.response.set_header("Content-Security-Policy", "default-src 'none'; sandbox");
   visit.response.set_header("X-Content-Type-Options", "nosniff");
-  visit.response.set_content(std::move(data), shown ? picture.c_str() : "application/octet-stream");
+  visit.response.set_content(data, shown ? picture.c_str() : "application/octet-stream");
 }
 
 std::string Lower(std::string_view text) {

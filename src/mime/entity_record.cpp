@@ -116,7 +116,7 @@ void MultipartEntity::WriteBlock(RecordWriter& store) const {
   store.Text(GetLastErrorDesc());
 }
 
-bool MultipartEntity::LoadEntity(std::shared_ptr<MailUser> account, int32_t& counter,
+bool MultipartEntity::LoadEntity(const std::shared_ptr<MailUser>& account, int32_t& counter,
                                  RecordReader& store) {
   return LoadTree(account, counter, store, 0);
 }

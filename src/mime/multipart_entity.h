@@ -71,7 +71,7 @@ class MultipartEntity : public Object, public ErrorState {
                        std::vector<std::string>* written = nullptr);
 
   /// Reads the block of this entity and those of its children. False when the record is damaged.
-  bool LoadEntity(std::shared_ptr<MailUser> account, int32_t& counter, RecordReader& store);
+  bool LoadEntity(const std::shared_ptr<MailUser>& account, int32_t& counter, RecordReader& store);
 
  private:
   friend class EntityParser;

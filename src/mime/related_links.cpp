@@ -114,7 +114,7 @@ void RelatedLinks::FindInHtml(MultipartEntity& html) {
     }
     if (!part) continue;
     linked_.insert(part.get());
-    html.links_.push_back({place.begin, place.end, place.bare, std::move(part)});
+    html.links_.push_back({place.begin, place.end, place.bare, part});
   }
 }
 

@@ -44,7 +44,7 @@ std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
   int64_t bytes = 0;
   const bool begun =
       Select(connection, {last_time, first_download, error::SelectMessageHeaderFailed, start,
-                          [&](int32_t number, std::shared_ptr<MailMessage>) {
+                          [&](int32_t number, const std::shared_ptr<MailMessage>&) {
                             if (auto message = FetchWhole(number, separator)) {
                               messages->Add(std::move(message), number);
                               bytes += text_bytes_;

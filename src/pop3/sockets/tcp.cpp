@@ -111,6 +111,7 @@ TcpSocket ConnectTcp(const std::string& name, uint16_t port, const Deadline& dea
       patience = Deadline(kNextAddressAfter);
     }
     std::vector<pollfd> waits;
+    waits.reserve(pending.size());
     for (const TcpSocket& socket : pending) waits.push_back({socket.descriptor(), POLLOUT, 0});
     auto time = deadline.Left();
     if (next != addresses.end()) time = std::min(time, patience.Left());
