@@ -3,6 +3,7 @@
 import email
 import re
 import socket
+import time
 import unittest
 
 from mail_site import Dovecot, MailSite, Visitor, closed_port, sample, samples
@@ -281,6 +282,39 @@ class BehindTls(unittest.TestCase):
                                     Content_Type="application/x-www-form-urlencoded",
                                     X_Forwarded_For="10.1.1.1, 10.2.2.2")
             self.assertEqual(answer.location, "/box/1")
+
+
+class ATakenPort(unittest.TestCase):
+    def test_is_left_to_who_has_it_and_another_one_is_served(self):
+        with MailSite() as first, MailSite(port=first.port) as second:
+            self.assertNotEqual(first.port, second.port)
+            for site in (first, second):
+                self.assertEqual(Visitor(site).get("/sign-in").status, 200)
+
+
+class TwoAtOnce(unittest.TestCase):
+    def test_a_slow_server_of_one_keeps_nobody_from_reading(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent, Dovecot(["bob"]) as server:
+            server.deliver("bob", sample("real/010_plain_short.eml"))
+            site = MailSite()
+            for number, name, port in ((1, "ann", silent.getsockname()[1]), (2, "bob", server.port)):
+                site.add_user(number, name)
+                site.add_account(port, number, name)
+            site.command("korvane", "account", "set", 1, "--user", 1, "--timeout", 5000)
+            with site:
+                ann, bob = Visitor(site), Visitor(site)
+                ann.sign_in("ann")
+                bob.sign_in("bob")
+                ann.post("/fetch", which="all", what="whole")
+                begin = time.monotonic()
+                self.assertEqual(ann.get("/box/1").status, 200)
+                bob.fetch()
+                self.assertEqual(len(bob.messages()), 1)
+                self.assertIn('"running":true', ann.get("/progress").text)
+                self.assertLess(time.monotonic() - begin, 5)
+                while '"running":true' in ann.get("/progress").text:
+                    time.sleep(0.1)
+                self.assertIn("could not be fetched", ann.get("/box/1").text)
 
 
 class Guessing(unittest.TestCase):

@@ -32,9 +32,9 @@ def samples(folder):
 class MailSite:
     """Use as a context manager. `options` are further arguments of korvane-site serve."""
 
-    def __init__(self, *options):
+    def __init__(self, *options, port=0):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="korvane-site-"))
-        self.options = options
+        self.options = ["--port", str(port), *options]
         self.environment = {**os.environ, "KORVANE_REGISTRY": str(self.folder / "registry.reg")}
         self._process = None
         self.command("korvane", "init", "--dir", self.folder)
@@ -57,7 +57,7 @@ class MailSite:
     def __enter__(self):
         self._log = open(self.folder / "site.log", "w")
         self._process = subprocess.Popen(
-            [BUILD / "bin" / "korvane-site", "serve", "--port", "0", *self.options],
+            [BUILD / "bin" / "korvane-site", "serve", *self.options],
             stdout=subprocess.PIPE, stderr=self._log, text=True, env=self.environment)
         line = self._process.stdout.readline()
         self.url = re.search(r"http://\S+?(?=/?\s*$)", line).group(0)
