@@ -259,7 +259,11 @@ TEST(Sockets, ANameIsTriedAtAllItsAddresses) {
 }
 
 TEST(Sockets, AnIpv6AddressIsAHost) {
-  if (!HasIpv6()) GTEST_SKIP() << "this machine has no IPv6 loopback address";
+  if (!HasIpv6()) {
+    // Nothing can listen there, so the address must be refused, not waited for.
+    EXPECT_NE(Client(1, "::1").result(), 0);
+    return;
+  }
   LocalServer server([](int connection) { SendAll(connection, "6"); }, AF_INET6, 2);
   const Client bare(server.port(), "::1");
   ASSERT_EQ(bare.result(), 0);
