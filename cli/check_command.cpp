@@ -62,8 +62,9 @@ void CheckFolders(const BossObject& boss, Report& report) {
     if (folder.empty()) {
       report.Found(Exit::kSettings, "the setting " + name + " is empty");
     } else if (::access(folder.c_str(), R_OK | W_OK | X_OK) != 0 || !fs::is_directory(folder)) {
-      report.Found(Exit::kFiles,
-                   "the folder " + folder + " (" + name + ") is missing or cannot be written");
+      std::string found = "the folder ";
+      found.append(folder).append(" (").append(name).append(") is missing or cannot be written");
+      report.Found(Exit::kFiles, found);
     }
   }
 }

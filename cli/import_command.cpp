@@ -53,7 +53,7 @@ class Importer {
     if (!again_) NoteStored();
   }
 
-  void Add(ArchivedMessage archived) {
+  void Add(const ArchivedMessage& archived) {
     if (archived.text.empty()) return;
     const auto size = static_cast<int32_t>(std::min<size_t>(archived.text.size(), INT_MAX));
     auto message = std::make_shared<MailMessage>();
@@ -206,7 +206,7 @@ Exit Import(const Options& options, const ImportOptions& wanted) {
     ProgressLine progress("Import", options.json);
     for (const std::string& path : wanted.paths) {
       ReadArchive(path, [&](ArchivedMessage message, int64_t done, int64_t total) {
-        importer.Add(std::move(message));
+        importer.Add(message);
         const int64_t scale = std::max<int64_t>(1, total / 1'000'000);
         progress.Show(static_cast<int32_t>(done / scale), static_cast<int32_t>(total / scale),
                       std::to_string(importer.imported()) + " stored");

@@ -41,8 +41,9 @@ NewFile::NewFile(const std::string& folder, const std::string& name) {
   const std::string stem = name.substr(0, dot);
   const std::string extension = dot == std::string::npos ? "" : name.substr(dot);
   for (int number = 1; number < kMostNames; ++number) {
-    path_ = JoinPath(folder,
-                     number == 1 ? name : stem + " (" + std::to_string(number) + ")" + extension);
+    std::string tried = stem;
+    if (number > 1) tried.append(" (").append(std::to_string(number)).append(")");
+    path_ = JoinPath(folder, tried.append(extension));
     descriptor_ = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor_ >= 0) return;
     if (errno != EEXIST) break;

@@ -78,6 +78,7 @@ void Print(MailMessage& message, const ShowOptions& wanted, const std::string& t
 std::string JsonOf(MailMessage& message, const ShowOptions& wanted, const std::string& text,
                    const std::vector<StoredAttachment>& attachments) {
   std::vector<std::string> items;
+  items.reserve(attachments.size());
   for (const StoredAttachment& item : attachments) {
     items.push_back(JsonObject()
                         .Number("id", item.id)

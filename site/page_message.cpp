@@ -259,11 +259,11 @@ void SendSource(Visit& visit) {
   const auto message = OpenMessage(visit, *mail);
   std::string subject = message->Subject(ETextFormat::TextFormat_Normal);
   if (subject.empty()) subject = "message";
-  std::string source = MessageSource(*message, *mail->web.Account());
+  const std::string source = MessageSource(*message, *mail->web.Account());
   visit.response.set_header("Content-Disposition", DispositionFor(subject + ".eml", true));
   visit.response.set_header("Content-Security-Policy", "default-src 'none'; sandbox");
   visit.response.set_header("X-Content-Type-Options", "nosniff");
-  visit.response.set_content(std::move(source), "message/rfc822");
+  visit.response.set_content(source, "message/rfc822");
 }
 
 void SendFrameFile(Visit& visit) {
