@@ -205,7 +205,7 @@ Exit Import(const Options& options, const ImportOptions& wanted) {
   try {
     ProgressLine progress("Import", options.json);
     for (const std::string& path : wanted.paths) {
-      ReadArchive(path, [&](ArchivedMessage message, int64_t done, int64_t total) {
+      ReadArchive(path, [&](const ArchivedMessage& message, int64_t done, int64_t total) {
         importer.Add(message);
         const int64_t scale = std::max<int64_t>(1, total / 1'000'000);
         progress.Show(static_cast<int32_t>(done / scale), static_cast<int32_t>(total / scale),
