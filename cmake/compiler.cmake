@@ -5,6 +5,11 @@ if(KORVANE_WERROR)
   add_compile_options(-Werror)
 endif()
 
+if(MINGW)
+  # Windows 10 1607 and Windows Server 2016 are the oldest that it is made for.
+  add_compile_definitions(_WIN32_WINNT=0x0A00 NOMINMAX)
+endif()
+
 if(KORVANE_SANITIZE)
   add_compile_options(-fsanitize=${KORVANE_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)

@@ -1,7 +1,5 @@
 #include "engine/store_files.h"
 
-#include <filesystem>
-
 #include "frame/files.h"
 
 namespace korvane {
@@ -10,7 +8,7 @@ bool SyncFiles(const std::vector<std::string>& files) {
   std::string synced;
   for (const std::string& file : files) {
     if (!SyncFile(file)) return false;
-    std::string directory = std::filesystem::path(file).parent_path().string();
+    std::string directory = DirectoryOf(file);
     if (directory == synced) continue;
     if (!SyncDirectory(directory)) return false;
     synced = std::move(directory);

@@ -1,28 +1,39 @@
 #include "frame/debug_log.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <array>
+#include <chrono>
+#include <cstdio>
 
-#include <ctime>
-
+#include "frame/file_handle.h"
 #include "frame/files.h"
 
 namespace korvane {
+
+namespace {
+
+std::string Now() {
+  using std::chrono::floor;
+  const auto now = floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  const auto midnight = floor<std::chrono::days>(now);
+  const std::chrono::year_month_day date(midnight);
+  const std::chrono::hh_mm_ss time(now - midnight);
+  std::array<char, 40> text{};
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ",
+                static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+                static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
+  return text.data();
+}
+
+}  // namespace
 
 void WriteDebugLog(int32_t debug_mode, const std::string& path_log, std::string_view place,
                    std::string_view cause) {
   if (debug_mode == 0 || path_log.empty()) return;
   constexpr size_t kLongestCause = 2'000;
 
-  const std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  ::gmtime_r(&now, &utc);
-  char time[32];
-  std::strftime(time, sizeof time, "%Y-%m-%dT%H:%M:%SZ", &utc);
-
-  std::string line = time;
-  line += " [" + std::to_string(::getpid()) + "] ";
+  std::string line = Now();
+  line += " [" + std::to_string(ProcessId()) + "] ";
   line += place;
   line += ": ";
   line += cause.substr(0, kLongestCause);
@@ -33,15 +44,11 @@ void WriteDebugLog(int32_t debug_mode, const std::string& path_log, std::string_
   line += '\n';
 
   const std::string path = JoinPath(path_log, kDebugLogName);
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0600);
-  if (fd < 0) return;
-  struct stat status {};
-  if (::fstat(fd, &status) == 0 && status.st_size >= kDebugLogLimit) {
-    (void)RenameFile(path, path + ".1");
-  }
-  // A single write to a file opened for appending: lines of several processes do not mix.
-  [[maybe_unused]] const ssize_t written = ::write(fd, line.data(), line.size());
-  ::close(fd);
+  const FileHandle file = FileHandle::Open(path, FileHandle::How::kAppend);
+  if (!file.IsOpen()) return;
+  if (file.Length() >= kDebugLogLimit) (void)RenameFile(path, path + ".1");
+  // In one piece: lines of several processes do not mix.
+  (void)file.Append(line.data(), line.size());
 }
 
 }  // namespace korvane

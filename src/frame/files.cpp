@@ -1,114 +1,44 @@
-// Files on POSIX systems. A file that a crash must not lose is written under another name, synced
-// and renamed; BinaryFile gathers small reads and writes and passes large ones through uncopied.
+// What is the same on every platform: a file that a crash must not lose is written under another
+// name, synced and renamed; BinaryFile gathers small reads and writes and passes large ones through
+// uncopied.
 #include "frame/files.h"
-
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
-#include <cstdio>
+
+#include "frame/file_handle.h"
 
 namespace korvane {
 
 namespace {
 
-constexpr mode_t kOwnerOnly = 0600;
 constexpr size_t kBuffer = 65'536;
-
-int OpenRetrying(const char* path, int flags, mode_t mode = 0) {
-  int fd;
-  do {
-    fd = ::open(path, flags | O_CLOEXEC, mode);
-  } while (fd < 0 && errno == EINTR);
-  return fd;
-}
-
-bool WriteAll(int fd, const char* data, size_t size, int64_t offset) {
-  while (size > 0) {
-    const ssize_t n = ::pwrite(fd, data, size, offset);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    data += n;
-    size -= static_cast<size_t>(n);
-    offset += n;
-  }
-  return true;
-}
-
-int64_t ReadUpTo(int fd, char* buffer, size_t size, int64_t offset) {
-  size_t done = 0;
-  while (done < size) {
-    const ssize_t n = ::pread(fd, buffer + done, size - done, offset + static_cast<int64_t>(done));
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return -1;
-    if (n == 0) break;
-    done += static_cast<size_t>(n);
-  }
-  return static_cast<int64_t>(done);
-}
-
-bool SyncDescriptor(int fd) {
-  int result;
-  do {
-    result = ::fsync(fd);
-  } while (result != 0 && errno == EINTR);
-  return result == 0;
-}
-
-std::string DirectoryOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 // A name in the same directory that no other writer uses. It does not grow with the file's own
 // name, which may already be as long as a name can be.
 std::string TemporaryName(const std::string& path) {
   static std::atomic<unsigned> counter{0};
-  return JoinPath(DirectoryOf(path), ".korvane_" + std::to_string(::getpid()) + "_" +
+  return JoinPath(DirectoryOf(path), ".korvane_" + std::to_string(ProcessId()) + "_" +
                                          std::to_string(counter.fetch_add(1)) + ".tmp");
-}
-
-// A replaced file keeps its rights, and its owner where we may say so: a settings file stays
-// readable for whoever could read it.
-void TakeOverRights(int fd, const std::string& path) {
-  struct stat old {};
-  if (::stat(path.c_str(), &old) != 0) return;
-  if (::fchown(fd, old.st_uid, old.st_gid) == 0) {
-    (void)::fchmod(fd, old.st_mode & 07777);
-  } else {
-    (void)::fchmod(fd, old.st_mode & 0700);
-  }
 }
 
 }  // namespace
 
-std::string JoinPath(std::string_view directory, std::string_view name) {
-  std::string path(directory);
-  path += '/';
-  path += name;
-  return path;
-}
-
 bool WriteWholeFile(const std::string& path, std::string_view data, bool sync) {
   std::string temporary;
-  int fd = -1;
-  for (int attempt = 0; fd < 0 && attempt < 100; ++attempt) {
+  FileHandle file;
+  for (int attempt = 0; !file.IsOpen() && attempt < 100; ++attempt) {
     temporary = TemporaryName(path);
-    fd = OpenRetrying(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL, kOwnerOnly);
-    if (fd < 0 && errno != EEXIST) return false;
+    file = FileHandle::Open(temporary, FileHandle::How::kNew);
+    if (!file.IsOpen() && !FileHandle::LastOpenFoundOne()) return false;
   }
-  if (fd < 0) return false;
-  TakeOverRights(fd, path);
-  bool ok = WriteAll(fd, data.data(), data.size(), 0);
-  if (ok && sync) ok = SyncDescriptor(fd);
-  ok = ::close(fd) == 0 && ok;
+  if (!file.IsOpen()) return false;
+  file.TakeOverRights(path);
+  bool ok = file.WriteAll(data.data(), data.size(), 0);
+  if (ok && sync) ok = file.Sync();
+  ok = file.Close() && ok;
   ok = ok && RenameFile(temporary, path);
-  if (!ok) ::unlink(temporary.c_str());
+  if (!ok) RemoveFile(temporary);
   return ok;
 }
 
@@ -124,35 +54,8 @@ bool ReadWholeFile(const std::string& path, std::string& data) {
   return false;
 }
 
-bool FileExists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
-
-bool RemoveFile(const std::string& path) {
-  return ::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
-}
-
-bool RenameFile(const std::string& from, const std::string& to) {
-  return std::rename(from.c_str(), to.c_str()) == 0;
-}
-
-bool SyncFile(const std::string& path) {
-  const int fd = OpenRetrying(path.c_str(), O_RDONLY);
-  if (fd < 0) return false;
-  const bool ok = SyncDescriptor(fd);
-  ::close(fd);
-  return ok;
-}
-
-bool SyncDirectory(const std::string& directory) {
-  const int fd = OpenRetrying(directory.c_str(), O_RDONLY | O_DIRECTORY);
-  if (fd < 0) return false;
-  // Some network file systems sync no directories and say so; there is nothing more to be done.
-  const bool ok = SyncDescriptor(fd) || errno == EINVAL;
-  ::close(fd);
-  return ok;
-}
-
 struct BinaryFile::State {
-  int fd = -1;
+  FileHandle file;
   int64_t position = 0;  // counted from 0 here
   bool failed = false;
   std::string out;  // bytes not yet written, and where they belong
@@ -163,14 +66,13 @@ struct BinaryFile::State {
   ~State() { Close(); }
 
   void Close() {
-    if (fd < 0) return;
+    if (!file.IsOpen()) return;
     Flush();
-    ::close(fd);
-    fd = -1;
+    file.Close();
   }
 
   bool Flush() {
-    if (!out.empty() && !failed && !WriteAll(fd, out.data(), out.size(), out_at)) failed = true;
+    if (!out.empty() && !failed && !file.WriteAll(out.data(), out.size(), out_at)) failed = true;
     out.clear();
     return !failed;
   }
@@ -183,28 +85,21 @@ BinaryFile& BinaryFile::operator=(BinaryFile&&) noexcept = default;
 
 bool BinaryFile::Open(const std::string& path, Mode mode) {
   state_ = std::make_unique<State>();
-  const int flags = mode == Mode::kRead ? O_RDONLY : O_RDWR | O_CREAT;
-  // O_NONBLOCK: a pipe under this name must not stop the caller. It means nothing for a file.
-  const int fd = OpenRetrying(path.c_str(), flags | O_NONBLOCK, kOwnerOnly);
-  if (fd < 0) return false;
-  struct stat status {};
-  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-    ::close(fd);
-    return false;
-  }
-  state_->fd = fd;
+  FileHandle file = FileHandle::Open(
+      path, mode == Mode::kRead ? FileHandle::How::kRead : FileHandle::How::kReadWrite);
+  if (!file.IsOpen() || !file.IsRegular()) return false;
+  state_->file = std::move(file);
   return true;
 }
 
-bool BinaryFile::IsOpen() const { return state_->fd >= 0; }
+bool BinaryFile::IsOpen() const { return state_->file.IsOpen(); }
 
 void BinaryFile::Close() { state_->Close(); }
 
 int64_t BinaryFile::Length() const {
-  struct stat status {};
-  if (!IsOpen() || ::fstat(state_->fd, &status) != 0) return -1;
-  int64_t length = status.st_size;
-  if (!state_->out.empty()) {
+  if (!IsOpen()) return -1;
+  int64_t length = state_->file.Length();
+  if (length >= 0 && !state_->out.empty()) {
     length = std::max(length, state_->out_at + static_cast<int64_t>(state_->out.size()));
   }
   return length;
@@ -226,7 +121,7 @@ bool BinaryFile::Write(std::string_view bytes) {
   if (s.out.size() + bytes.size() > kBuffer) s.Flush();
   if (s.failed) return false;
   if (bytes.size() > kBuffer) {
-    if (!WriteAll(s.fd, bytes.data(), bytes.size(), s.position)) s.failed = true;
+    if (!s.file.WriteAll(bytes.data(), bytes.size(), s.position)) s.failed = true;
   } else {
     if (s.out.empty()) s.out_at = s.position;
     s.out += bytes;
@@ -237,7 +132,7 @@ bool BinaryFile::Write(std::string_view bytes) {
 
 bool BinaryFile::Flush() { return IsOpen() && state_->Flush(); }
 
-bool BinaryFile::Sync() { return Flush() && SyncDescriptor(state_->fd); }
+bool BinaryFile::Sync() { return Flush() && state_->file.Sync(); }
 
 bool BinaryFile::Truncate(int64_t length) {
   State& s = *state_;
@@ -247,11 +142,7 @@ bool BinaryFile::Truncate(int64_t length) {
   if (!s.out.empty() && s.out_at < length) s.Flush();
   s.out.clear();
   s.in.clear();
-  int result;
-  do {
-    result = ::ftruncate(s.fd, length);
-  } while (result != 0 && errno == EINTR);
-  s.failed = result != 0;
+  s.failed = !s.file.Resize(length);
   s.position = std::min(s.position, length);
   return !s.failed;
 }
@@ -275,14 +166,14 @@ int64_t BinaryFile::ReadSome(char* buffer, size_t size) {
     }
     int64_t n;
     if (size - done >= kBuffer) {
-      n = ReadUpTo(s.fd, buffer + done, size - done, s.position);
+      n = s.file.ReadUpTo(buffer + done, size - done, s.position);
       if (n > 0) {
         done += static_cast<size_t>(n);
         s.position += n;
       }
     } else {
       s.in.resize(kBuffer);
-      n = ReadUpTo(s.fd, s.in.data(), kBuffer, s.position);
+      n = s.file.ReadUpTo(s.in.data(), kBuffer, s.position);
       s.in.resize(n > 0 ? static_cast<size_t>(n) : 0);
       s.in_at = s.position;
     }
@@ -293,51 +184,37 @@ int64_t BinaryFile::ReadSome(char* buffer, size_t size) {
 }
 
 struct UserLock::State {
-  int fd = -1;
-  ~State() {
-    if (fd >= 0) ::close(fd);  // gives the lock up
-  }
+  FileHandle file;
 };
 
-// A lock on an open file description: each UserLock has its own, so threads exclude each other as
-// processes do, and a holder that dies gives it up. The lock file is never removed, because whoever
-// waits for it would then hold a lock that nobody else sees.
+// Each UserLock has a handle of its own, so threads exclude each other as processes do, and a
+// holder that dies gives it up. The lock file is never removed, because whoever waits for it would
+// then hold a lock that nobody else sees.
 UserLock::UserLock(const std::string& message_file) : state_(std::make_unique<State>()) {
   if (message_file.empty()) return;  // there is no such file to lock
-  const int fd =
-      OpenRetrying((message_file + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK, kOwnerOnly);
-  if (fd < 0) return;
-  int result;
-  do {
-    result = ::flock(fd, LOCK_EX);
-  } while (result != 0 && errno == EINTR);
-  if (result == 0) {
-    state_->fd = fd;
-  } else {
-    ::close(fd);
-  }
+  FileHandle file = FileHandle::Open(message_file + ".lock", FileHandle::How::kReadWrite);
+  if (file.IsOpen() && file.Lock(true) == FileHandle::Locked::kHeld) state_->file = std::move(file);
 }
 
 UserLock::~UserLock() = default;
 
-bool UserLock::Held() const { return state_->fd >= 0; }
+bool UserLock::Held() const { return state_->file.IsOpen(); }
 
 FileLock::FileLock(const std::string& path)
-    : descriptor_(OpenRetrying(path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK, kOwnerOnly)) {
-  if (descriptor_ < 0) return;
-  int result;
-  do {
-    result = ::flock(descriptor_, LOCK_EX | LOCK_NB);
-  } while (result != 0 && errno == EINTR);
-  if (result == 0) {
-    state_ = State::kHeld;
-  } else if (errno == EWOULDBLOCK) {
-    state_ = State::kTaken;
+    : file_(std::make_unique<FileHandle>(FileHandle::Open(path, FileHandle::How::kReadWrite))) {
+  if (!file_->IsOpen()) return;
+  switch (file_->Lock(false)) {
+    case FileHandle::Locked::kHeld:
+      state_ = State::kHeld;
+      break;
+    case FileHandle::Locked::kTaken:
+      state_ = State::kTaken;
+      break;
+    case FileHandle::Locked::kFailed:
+      break;
   }
 }
 
-FileLock::~FileLock() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-}
+FileLock::~FileLock() = default;
 
 }  // namespace korvane

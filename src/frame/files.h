@@ -9,8 +9,12 @@
 
 namespace korvane {
 
+class FileHandle;
+
 /// `directory`, the platform's separator and `name`.
 std::string JoinPath(std::string_view directory, std::string_view name);
+/// The directory of a path, "." where it names none.
+std::string DirectoryOf(const std::string& path);
 
 /// Replaces the file at `path` by `data`, through a temporary name and a rename; a file that exists
 /// keeps its rights. With `sync` the bytes are on the disk when it returns (the name:
@@ -26,7 +30,7 @@ bool RemoveFile(const std::string& path);
 bool RenameFile(const std::string& from, const std::string& to);
 /// Puts the bytes of a file on the disk.
 bool SyncFile(const std::string& path);
-/// Puts the names in a directory on the disk.
+/// Puts the names in a directory on the disk, where the platform has a way to say so.
 bool SyncDirectory(const std::string& directory);
 
 /// A binary file with a position that counts from 1.
@@ -100,7 +104,7 @@ class FileLock {
 
  private:
   State state_ = State::kFailed;
-  int descriptor_ = -1;
+  std::unique_ptr<FileHandle> file_;
 };
 
 }  // namespace korvane

@@ -28,7 +28,7 @@ class Registry {
     kMoreData = 234,
   };
 
-  /// The settings file that stands for the registry.
+  /// The settings file that stands for the registry where the system has none.
   static std::string FilePath();
 
   Registry();

@@ -17,6 +17,11 @@ struct Address {
   alignas(8) std::array<unsigned char, 128> bytes{};
 };
 
+enum class Lookup { kAddressesOnly, kNames };
+
+/// The platform's own resolver, which takes the time it takes. Empty where it finds nothing.
+std::vector<Address> AskPlatform(const std::string& name, uint16_t port, Lookup lookup);
+
 /// In the resolver's order; empty where the name is unknown or the deadline passes first.
 std::vector<Address> Resolve(const std::string& name, uint16_t port, const Deadline& deadline);
 

@@ -1,0 +1,174 @@
+// Files on POSIX systems.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "frame/file_handle.h"
+#include "frame/files.h"
+
+namespace korvane {
+
+namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
+
+int OpenRetrying(const char* path, int flags) {
+  int fd;
+  do {
+    // O_NONBLOCK: a pipe under this name must not stop the caller. It means nothing for a file.
+    fd = ::open(path, flags | O_CLOEXEC | O_NONBLOCK, kOwnerOnly);
+  } while (fd < 0 && errno == EINTR);
+  return fd;
+}
+
+int Flags(FileHandle::How how) {
+  switch (how) {
+    case FileHandle::How::kRead:
+      return O_RDONLY;
+    case FileHandle::How::kReadWrite:
+      return O_RDWR | O_CREAT;
+    case FileHandle::How::kNew:
+      return O_WRONLY | O_CREAT | O_EXCL;
+    case FileHandle::How::kAppend:
+      break;
+  }
+  return O_WRONLY | O_CREAT | O_APPEND;
+}
+
+int Descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
+
+}  // namespace
+
+FileHandle FileHandle::Open(const std::string& path, How how) {
+  return FileHandle(OpenRetrying(path.c_str(), Flags(how)));
+}
+
+bool FileHandle::LastOpenFoundOne() { return errno == EEXIST; }
+
+bool FileHandle::Close() {
+  return !IsOpen() || ::close(Descriptor(std::exchange(handle_, kNone))) == 0;
+}
+
+bool FileHandle::IsRegular() const {
+  struct stat status {};
+  return ::fstat(Descriptor(handle_), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+int64_t FileHandle::Length() const {
+  struct stat status {};
+  return ::fstat(Descriptor(handle_), &status) == 0 ? status.st_size : -1;
+}
+
+bool FileHandle::WriteAll(const char* data, size_t size, int64_t position) const {
+  while (size > 0) {
+    const ssize_t n = ::pwrite(Descriptor(handle_), data, size, position);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    data += n;
+    size -= static_cast<size_t>(n);
+    position += n;
+  }
+  return true;
+}
+
+bool FileHandle::Append(const char* data, size_t size) const {
+  return ::write(Descriptor(handle_), data, size) == static_cast<ssize_t>(size);
+}
+
+int64_t FileHandle::ReadUpTo(char* buffer, size_t size, int64_t position) const {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t n = ::pread(Descriptor(handle_), buffer + done, size - done,
+                              position + static_cast<int64_t>(done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return -1;
+    if (n == 0) break;
+    done += static_cast<size_t>(n);
+  }
+  return static_cast<int64_t>(done);
+}
+
+bool FileHandle::Resize(int64_t length) const {
+  int result;
+  do {
+    result = ::ftruncate(Descriptor(handle_), length);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+bool FileHandle::Sync() const {
+  int result;
+  do {
+    result = ::fsync(Descriptor(handle_));
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+FileHandle::Locked FileHandle::Lock(bool wait) const {
+  int result;
+  do {
+    result = ::flock(Descriptor(handle_), LOCK_EX | (wait ? 0 : LOCK_NB));
+  } while (result != 0 && errno == EINTR);
+  if (result == 0) return Locked::kHeld;
+  return errno == EWOULDBLOCK ? Locked::kTaken : Locked::kFailed;
+}
+
+// A settings file stays readable for whoever could read it.
+void FileHandle::TakeOverRights(const std::string& path) const {
+  struct stat old {};
+  if (::stat(path.c_str(), &old) != 0) return;
+  if (::fchown(Descriptor(handle_), old.st_uid, old.st_gid) == 0) {
+    (void)::fchmod(Descriptor(handle_), old.st_mode & 07777);
+  } else {
+    (void)::fchmod(Descriptor(handle_), old.st_mode & 0700);
+  }
+}
+
+uint32_t ProcessId() { return static_cast<uint32_t>(::getpid()); }
+
+std::string DirectoryOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string JoinPath(std::string_view directory, std::string_view name) {
+  std::string path(directory);
+  path += '/';
+  path += name;
+  return path;
+}
+
+bool FileExists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+
+bool RemoveFile(const std::string& path) {
+  return ::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+}
+
+bool RenameFile(const std::string& from, const std::string& to) {
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool SyncFile(const std::string& path) {
+  const FileHandle file = FileHandle::Open(path, FileHandle::How::kRead);
+  return file.IsOpen() && file.Sync();
+}
+
+bool SyncDirectory(const std::string& directory) {
+  const int fd = OpenRetrying(directory.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd < 0) return false;
+  int result;
+  do {
+    result = ::fsync(fd);
+  } while (result != 0 && errno == EINTR);
+  // Some network file systems sync no directories and say so; there is nothing more to be done.
+  const bool ok = result == 0 || errno == EINVAL;
+  ::close(fd);
+  return ok;
+}
+
+}  // namespace korvane
