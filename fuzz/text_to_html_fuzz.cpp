@@ -1,6 +1,6 @@
-// Text to HTML: the form that the processor runs against the plain one, in a buffer of exactly the
-// size that is announced; nothing that markup could be made of is left in it, and a limit cuts it
-// to a beginning of the whole.
+// Text to HTML: every form that the processor can run against the plain one, in a buffer of exactly
+// the size that is announced; nothing that markup could be made of is left in it, and a limit cuts
+// it to a beginning of the whole.
 #include <algorithm>
 #include <cstdlib>
 #include <vector>
@@ -13,12 +13,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   const std::vector<char> input(data, data + size);
   const size_t html = conversions::portable::HtmlSize(input.data(), size, SIZE_MAX);
-  if (html < size / 2 || conversions::Chosen().html_size(input.data(), size) != html) std::abort();
-  std::vector<char> plain(html), chosen(html);
-  if (conversions::portable::TextToHtml(input.data(), size, plain.data(), SIZE_MAX) != html ||
-      conversions::Chosen().text_to_html(input.data(), size, chosen.data()) != html ||
-      plain != chosen) {
+  if (html < size / 2) std::abort();
+  std::vector<char> plain(html);
+  if (conversions::portable::TextToHtml(input.data(), size, plain.data(), SIZE_MAX) != html) {
     std::abort();
+  }
+  for (const conversions::Forms& form : conversions::AvailableForms()) {
+    std::vector<char> output(html);
+    if (form.html_size(input.data(), size) != html ||
+        form.text_to_html(input.data(), size, output.data()) != html || output != plain) {
+      std::abort();
+    }
   }
   const auto forbidden = [](char c) {
     return c == '\r' || c == '\n' || c == '\t' || c == '"' || c == '\'';

@@ -1,5 +1,5 @@
-// Uuencoded lines: the form that the processor runs against the plain one, in buffers of the stated
-// size.
+// Uuencoded lines: every form that the processor can run against the plain one, in buffers of the
+// stated size.
 #include <cstdlib>
 #include <vector>
 
@@ -9,9 +9,12 @@ namespace conversions = korvane::conversions;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::vector<char> input(data, data + size);
-  std::vector<char> plain(size * 3 / 4), chosen(size * 3 / 4);
+  std::vector<char> plain(size * 3 / 4);
   plain.resize(conversions::portable::UuDecode(input.data(), size, plain.data()));
-  chosen.resize(conversions::Chosen().uu_decode(input.data(), size, chosen.data()));
-  if (plain != chosen) std::abort();
+  for (const conversions::Forms& form : conversions::AvailableForms()) {
+    std::vector<char> output(size * 3 / 4);
+    output.resize(form.uu_decode(input.data(), size, output.data()));
+    if (output != plain) std::abort();
+  }
   return 0;
 }

@@ -1,7 +1,6 @@
-// The forms of the conversions that this processor runs against the plain ones: on every input the
-// same bytes, and nothing read or written outside the stated sizes (each buffer ends at a page that
-// cannot be touched). Without vector instructions both are the plain ones, and the pages are what
-// is left of the test.
+// Every form of the conversions that this processor can run against the plain ones: on every input
+// the same bytes, and nothing read or written outside the stated sizes (each buffer ends at a page
+// that cannot be touched). The plain form itself is run too: for it the pages are the test.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -50,32 +49,15 @@ std::string Portable64(std::string_view input) {
   return output;
 }
 
-std::string ChosenForm64(std::string_view input) {
-  Guarded in(input);
-  Guarded out(input.size() * 3 / 4);
-  return out.First(Chosen().base64_decode(in.data(), input.size(), out.data()));
-}
-
 std::string PortableUu(std::string_view input) {
   std::string output(input.size() * 3 / 4, '\0');
   output.resize(portable::UuDecode(input.data(), input.size(), output.data()));
   return output;
 }
 
-std::string ChosenFormUu(std::string_view input) {
-  Guarded in(input);
-  Guarded out(input.size() * 3 / 4);
-  return out.First(Chosen().uu_decode(in.data(), input.size(), out.data()));
-}
-
 std::string PortableQp(std::string input) {
   input.resize(portable::QuotedPrintableDecode(input.data(), input.size()));
   return input;
-}
-
-std::string ChosenFormQp(std::string_view input) {
-  Guarded buffer(input);
-  return buffer.First(Chosen().quoted_printable_decode(buffer.data(), input.size()));
 }
 
 std::string PortableHtml(std::string_view input) {
@@ -85,14 +67,40 @@ std::string PortableHtml(std::string_view input) {
   return output;
 }
 
-std::string ChosenFormHtml(std::string_view input) {
-  Guarded in(input);
-  const size_t size = Chosen().html_size(in.data(), input.size());
-  Guarded out(size);
-  const size_t written = Chosen().text_to_html(in.data(), input.size(), out.data());
-  EXPECT_EQ(written, size);
-  return out.First(written);
-}
+class ConversionForms : public testing::TestWithParam<size_t> {
+ protected:
+  std::string TheForm64(std::string_view input) {
+    Guarded in(input);
+    Guarded out(input.size() * 3 / 4);
+    return out.First(form_.base64_decode(in.data(), input.size(), out.data()));
+  }
+
+  std::string TheFormUu(std::string_view input) {
+    Guarded in(input);
+    Guarded out(input.size() * 3 / 4);
+    return out.First(form_.uu_decode(in.data(), input.size(), out.data()));
+  }
+
+  std::string TheFormQp(std::string_view input) {
+    Guarded buffer(input);
+    return buffer.First(form_.quoted_printable_decode(buffer.data(), input.size()));
+  }
+
+  std::string TheFormHtml(std::string_view input) {
+    Guarded in(input);
+    const size_t size = form_.html_size(in.data(), input.size());
+    Guarded out(size);
+    const size_t written = form_.text_to_html(in.data(), input.size(), out.data());
+    EXPECT_EQ(written, size);
+    return out.First(written);
+  }
+
+ private:
+  const Forms form_ = AvailableForms()[GetParam()];
+};
+
+INSTANTIATE_TEST_SUITE_P(OfThisProcessor, ConversionForms,
+                         testing::Range<size_t>(0, AvailableForms().size()));
 
 using Random = std::mt19937;
 
@@ -110,7 +118,7 @@ std::string Mixture(Random& random, size_t size, std::string_view common, std::s
 constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-TEST(ConversionForms, Base64LinesOfAnyLengthAndEndDecodeTheSame) {
+TEST_P(ConversionForms, Base64LinesOfAnyLengthAndEndDecodeTheSame) {
   Random random(1);
   for (const std::string_view line_end : {"\r\n", "\n", "", "\r\n\r\n", " \r\n", "=\r\n"}) {
     for (size_t width = 1; width < 140; ++width) {
@@ -118,12 +126,12 @@ TEST(ConversionForms, Base64LinesOfAnyLengthAndEndDecodeTheSame) {
       for (int line = 0; line < 12; ++line) {
         input += Mixture(random, width, kAlphabet, kAlphabet, 2) + std::string(line_end);
       }
-      ASSERT_EQ(ChosenForm64(input), Portable64(input)) << width;
+      ASSERT_EQ(TheForm64(input), Portable64(input)) << width;
     }
   }
 }
 
-TEST(ConversionForms, Base64WithDisturbancesAnywhereDecodesTheSame) {
+TEST_P(ConversionForms, Base64WithDisturbancesAnywhereDecodesTheSame) {
   Random random(2);
   std::string every_byte;
   for (int i = 0; i < 256; ++i) every_byte += static_cast<char>(i);
@@ -136,21 +144,21 @@ TEST(ConversionForms, Base64WithDisturbancesAnywhereDecodesTheSame) {
     }
     if (round % 2) input.erase(random() % input.size(), random() % 5);
     input.resize(random() % input.size());
-    ASSERT_EQ(ChosenForm64(input), Portable64(input));
+    ASSERT_EQ(TheForm64(input), Portable64(input));
   }
 }
 
-TEST(ConversionForms, Base64EveryByteInEveryPlaceOfABlockIsJudgedTheSame) {
+TEST_P(ConversionForms, Base64EveryByteInEveryPlaceOfABlockIsJudgedTheSame) {
   for (int byte = 0; byte < 256; ++byte) {
     for (size_t place = 0; place < 34; ++place) {
       std::string input(100, 'Q');
       input[place] = static_cast<char>(byte);
-      ASSERT_EQ(ChosenForm64(input), Portable64(input)) << byte << " at " << place;
+      ASSERT_EQ(TheForm64(input), Portable64(input)) << byte << " at " << place;
     }
   }
 }
 
-TEST(ConversionForms, QuotedPrintableOfAnyDensityDecodesTheSame) {
+TEST_P(ConversionForms, QuotedPrintableOfAnyDensityDecodesTheSame) {
   Random random(3);
   for (const unsigned every : {1u, 2u, 3u, 5u, 20u, 100u, 1000u}) {
     for (int round = 0; round < 1500; ++round) {
@@ -181,12 +189,12 @@ TEST(ConversionForms, QuotedPrintableOfAnyDensityDecodesTheSame) {
             "=D0=B5=D1=82=D0=BF=D1=80=D0=B8=D0=B2=D0=B5=D1=82=D0=BF=D1=80=D0=B8=D0=B2"};
         input += kPieces[random() % std::size(kPieces)];
       }
-      ASSERT_EQ(ChosenFormQp(input), PortableQp(input)) << input;
+      ASSERT_EQ(TheFormQp(input), PortableQp(input)) << input;
     }
   }
 }
 
-TEST(ConversionForms, QuotedPrintableEveryPairOfBytesBehindAnEqualsSignIsJudgedTheSame) {
+TEST_P(ConversionForms, QuotedPrintableEveryPairOfBytesBehindAnEqualsSignIsJudgedTheSame) {
   std::string input;
   for (int first = 0; first < 256; ++first) {
     for (int second = 0; second < 256; ++second) {
@@ -196,10 +204,10 @@ TEST(ConversionForms, QuotedPrintableEveryPairOfBytesBehindAnEqualsSignIsJudgedT
       input += "....";
     }
   }
-  ASSERT_EQ(ChosenFormQp(input), PortableQp(input));
+  ASSERT_EQ(TheFormQp(input), PortableQp(input));
 }
 
-TEST(ConversionForms, UuencodedLinesRightOrWrongDecodeTheSame) {
+TEST_P(ConversionForms, UuencodedLinesRightOrWrongDecodeTheSame) {
   Random random(4);
   for (int round = 0; round < 4000; ++round) {
     std::string input;
@@ -213,31 +221,31 @@ TEST(ConversionForms, UuencodedLinesRightOrWrongDecodeTheSame) {
       input += random() % 10 ? "\r\n" : "\n";
     }
     if (round % 3 == 0) input.resize(random() % (input.size() + 1));
-    ASSERT_EQ(ChosenFormUu(input), PortableUu(input));
+    ASSERT_EQ(TheFormUu(input), PortableUu(input));
   }
 }
 
-TEST(ConversionForms, HtmlOfAnyDensityOfSpecialCharactersIsTheSame) {
+TEST_P(ConversionForms, HtmlOfAnyDensityOfSpecialCharactersIsTheSame) {
   Random random(5);
   for (const unsigned every : {1u, 2u, 4u, 10u, 50u, 300u}) {
     for (int round = 0; round < 1500; ++round) {
       const std::string input = Mixture(random, random() % 500, "abcdefg hij\xC3\xA9\xE2\x82\xAC",
                                         "&<>\"'\r\n\t  \r\n", every);
-      ASSERT_EQ(ChosenFormHtml(input), PortableHtml(input)) << input;
+      ASSERT_EQ(TheFormHtml(input), PortableHtml(input)) << input;
     }
   }
 }
 
-TEST(ConversionForms, HtmlOfTextsLongerThanAStretchIsTheSame) {
+TEST_P(ConversionForms, HtmlOfTextsLongerThanAStretchIsTheSame) {
   Random random(6);
   for (int round = 0; round < 60; ++round) {
     const std::string input = Mixture(random, 4000 + random() % 3000, "abcdefghijkl",
                                       "&<>\"'\r\n\t  ", 1 + random() % 200);
-    ASSERT_EQ(ChosenFormHtml(input), PortableHtml(input));
+    ASSERT_EQ(TheFormHtml(input), PortableHtml(input));
   }
 }
 
-TEST(ConversionForms, HtmlEveryPairOfBytesIsTheSame) {
+TEST_P(ConversionForms, HtmlEveryPairOfBytesIsTheSame) {
   std::string input;
   for (int first = 0; first < 256; ++first) {
     for (int second = 0; second < 256; ++second) {
@@ -245,19 +253,19 @@ TEST(ConversionForms, HtmlEveryPairOfBytesIsTheSame) {
       input += static_cast<char>(second);
     }
   }
-  ASSERT_EQ(ChosenFormHtml(input), PortableHtml(input));
-  ASSERT_EQ(ChosenFormHtml(input.substr(1)), PortableHtml(input.substr(1)));
+  ASSERT_EQ(TheFormHtml(input), PortableHtml(input));
+  ASSERT_EQ(TheFormHtml(input.substr(1)), PortableHtml(input.substr(1)));
 }
 
-TEST(ConversionForms, EveryLengthFromNothingOnIsTheSame) {
+TEST_P(ConversionForms, EveryLengthFromNothingOnIsTheSame) {
   std::string text;
   for (int i = 0; text.size() < 400; ++i) text += "Zm9v=41 \r\n<a\tb>  \"x\" =\r\n"[i % 25];
   for (size_t size = 0; size < text.size(); ++size) {
     const std::string input = text.substr(text.size() - size);
-    ASSERT_EQ(ChosenForm64(input), Portable64(input));
-    ASSERT_EQ(ChosenFormQp(input), PortableQp(input));
-    ASSERT_EQ(ChosenFormUu(input), PortableUu(input));
-    ASSERT_EQ(ChosenFormHtml(input), PortableHtml(input));
+    ASSERT_EQ(TheForm64(input), Portable64(input));
+    ASSERT_EQ(TheFormQp(input), PortableQp(input));
+    ASSERT_EQ(TheFormUu(input), PortableUu(input));
+    ASSERT_EQ(TheFormHtml(input), PortableHtml(input));
   }
 }
 

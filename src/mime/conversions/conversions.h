@@ -1,12 +1,14 @@
 // The conversions behind the companion library's six functions, on sizes that have been checked.
 //
 // `portable` is the plain form of each, one character at a time: it says what the result is. `wide`
-// gives the same bytes with vector instructions, where the processor has them. The choice between
-// the two is made once. None of these allocates, keeps state or reports an error.
+// and `widest` give the same bytes with vector instructions of 32 and 64 bytes, where the processor
+// has them. The choice between them is made once. None of these allocates, keeps state or reports
+// an error.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace korvane::conversions {
 
@@ -39,11 +41,8 @@ size_t TextToHtml(const char* input, size_t size, char* output, size_t limit);
 #if defined(__x86_64__)
 #define KORVANE_WIDE_CONVERSIONS 1
 
-/// As in `portable`, byte for byte. To be called only where Available().
+/// As in `portable`, byte for byte. Only for processors whose AvailableForms() hold them.
 namespace wide {
-
-/// Whether the processor has what these need.
-bool Available();
 
 size_t Base64Decode(const char* input, size_t size, char* output);
 size_t QuotedPrintableDecode(char* buffer, size_t size);
@@ -53,9 +52,17 @@ size_t HtmlSize(const char* input, size_t size);
 size_t TextToHtml(const char* input, size_t size, char* output);
 
 }  // namespace wide
+
+/// As in `wide`.
+namespace widest {
+
+size_t QuotedPrintableDecode(char* buffer, size_t size);
+size_t TextToHtml(const char* input, size_t size, char* output);
+
+}  // namespace widest
 #endif
 
-/// The form of each conversion that suits this processor.
+/// One form of each conversion.
 struct Forms {
   size_t (*base64_decode)(const char* input, size_t size, char* output);
   size_t (*quoted_printable_decode)(char* buffer, size_t size);
@@ -64,6 +71,10 @@ struct Forms {
   size_t (*text_to_html)(const char* input, size_t size, char* output);
 };
 
+/// What this processor can run: the plain forms first, the fastest last.
+std::span<const Forms> AvailableForms();
+
+/// The form of each conversion that suits this processor.
 const Forms& Chosen();
 
 }  // namespace korvane::conversions

@@ -13,29 +13,40 @@ size_t PortableTextToHtml(const char* input, size_t size, char* output) {
   return portable::TextToHtml(input, size, output, SIZE_MAX);
 }
 
-Forms Choose() {
+constexpr Forms kPortable = {portable::Base64Decode, portable::QuotedPrintableDecode,
+                             portable::UuDecode, PortableHtmlSize, PortableTextToHtml};
+
 #ifdef KORVANE_WIDE_CONVERSIONS
-  if (wide::Available()) {
-    return {wide::Base64Decode, wide::QuotedPrintableDecode, wide::UuDecode, wide::HtmlSize,
-            wide::TextToHtml};
+constexpr Forms kAll[] = {kPortable,
+                          {wide::Base64Decode, wide::QuotedPrintableDecode, wide::UuDecode,
+                           wide::HtmlSize, wide::TextToHtml},
+                          {wide::Base64Decode, widest::QuotedPrintableDecode, wide::UuDecode,
+                           wide::HtmlSize, widest::TextToHtml}};
+
+size_t CountAvailable() {
+  if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("bmi") ||
+      !__builtin_cpu_supports("bmi2") || !__builtin_cpu_supports("popcnt")) {
+    return 1;
   }
-#endif
-  return {portable::Base64Decode, portable::QuotedPrintableDecode, portable::UuDecode,
-          PortableHtmlSize, PortableTextToHtml};
+  if (!__builtin_cpu_supports("avx512f") || !__builtin_cpu_supports("avx512bw") ||
+      !__builtin_cpu_supports("avx512vbmi") || !__builtin_cpu_supports("avx512vbmi2")) {
+    return 2;
+  }
+  return 3;
 }
+#else
+constexpr Forms kAll[] = {kPortable};
+
+size_t CountAvailable() { return 1; }
+#endif
 
 }  // namespace
 
-const Forms& Chosen() {
-  static const Forms forms = Choose();
-  return forms;
+std::span<const Forms> AvailableForms() {
+  static const size_t count = CountAvailable();
+  return std::span(kAll).first(count);
 }
 
-#ifdef KORVANE_WIDE_CONVERSIONS
-bool wide::Available() {
-  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
-         __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
-}
-#endif
+const Forms& Chosen() { return AvailableForms().back(); }
 
 }  // namespace korvane::conversions

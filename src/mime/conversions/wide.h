@@ -6,7 +6,16 @@
 
 #ifdef KORVANE_WIDE_CONVERSIONS
 
+// GCC sees uninitialised values in its own header (its bug 105593).
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#endif
 #include <immintrin.h>
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 
 #include <array>
 
@@ -22,6 +31,14 @@ KORVANE_WIDE_INLINE __m256i Load(const void* from) {
 
 KORVANE_WIDE_INLINE void Store(void* to, __m256i bytes) {
   _mm256_storeu_si256(static_cast<__m256i*>(to), bytes);
+}
+
+KORVANE_WIDE_INLINE __m128i LoadHalf(const void* from) {
+  return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+
+KORVANE_WIDE_INLINE void Store(void* to, __m128i bytes) {
+  _mm_storeu_si128(static_cast<__m128i*>(to), bytes);
 }
 
 KORVANE_WIDE_INLINE __m256i Each(char byte) { return _mm256_set1_epi8(byte); }
