@@ -1,0 +1,64 @@
+# The Windows libraries as Windows programs use them, under Wine: objects and a host for scripts that
+# are the tests' own, and one test for each page of pages/ and for each *_test.py here.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+add_library(korvane_windows_support STATIC support/late_bound.cpp support/variant.cpp)
+target_include_directories(korvane_windows_support PUBLIC
+  ${CMAKE_CURRENT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
+target_compile_definitions(korvane_windows_support PUBLIC UNICODE _UNICODE NOMINMAX)
+# An automation interface has no virtual destructor: objects end by their last Release.
+target_compile_options(korvane_windows_support PUBLIC -Wno-non-virtual-dtor)
+target_link_libraries(korvane_windows_support PUBLIC ole32 oleaut32 uuid)
+
+# The database: named and shaped as ADO is, over ODBC, which Wine hands on to this system's drivers.
+file(GLOB ado_sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/ado/*.cpp)
+add_library(test_ado SHARED ${ado_sources} ado/exports.def)
+set_target_properties(test_ado PROPERTIES PREFIX "")
+target_link_libraries(test_ado PRIVATE korvane_windows_support korvane_frame odbc32 advapi32)
+target_link_options(test_ado PRIVATE -Wl,--kill-at)
+
+file(GLOB host_sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/script_host/*.cpp)
+add_executable(script_host ${host_sources})
+target_link_libraries(script_host PRIVATE korvane_windows_support psapi)
+target_link_options(script_host PRIVATE -municode)
+
+# x86 programs do not run under a Wine that is for x64 alone.
+if(NOT CMAKE_SIZEOF_VOID_P EQUAL 8 OR NOT TARGET Korvane_beta1)
+  return()
+endif()
+
+set(environment "KORVANE_SOURCE_DIR=${PROJECT_SOURCE_DIR};KORVANE_BINARY_DIR=${PROJECT_BINARY_DIR}"
+    PYTHONDONTWRITEBYTECODE=1)
+function(korvane_windows_test name)
+  add_test(NAME windows.${name} COMMAND Python3::Interpreter ${ARGN})
+  set_tests_properties(windows.${name} PROPERTIES TIMEOUT 300 FIXTURES_REQUIRED wine
+                       ENVIRONMENT "${environment}")
+endfunction()
+
+add_test(NAME windows.prefix COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/prefix.py make)
+add_test(NAME windows.prefix_end COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/prefix.py end)
+set_tests_properties(windows.prefix windows.prefix_end PROPERTIES ENVIRONMENT "${environment}"
+                     TIMEOUT 120)
+set_tests_properties(windows.prefix PROPERTIES FIXTURES_SETUP wine)
+set_tests_properties(windows.prefix_end PROPERTIES FIXTURES_CLEANUP wine)
+
+file(GLOB pages CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/pages/*.vbs
+     ${CMAKE_CURRENT_SOURCE_DIR}/pages/*.js)
+list(FILTER pages EXCLUDE REGEX "/start\\.vbs$")
+foreach(page ${pages})
+  get_filename_component(name ${page} NAME)
+  korvane_windows_test(${name} ${CMAKE_CURRENT_SOURCE_DIR}/run_page.py ${name})
+endforeach()
+foreach(page ado listing)
+  korvane_windows_test(${page}.vbs_on_postgresql ${CMAKE_CURRENT_SOURCE_DIR}/run_page.py ${page}.vbs
+                       postgresql)
+endforeach()
+# It changes the user's locale.
+set_tests_properties(windows.month_first.vbs PROPERTIES RUN_SERIAL ON)
+
+file(GLOB scripts CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.py)
+foreach(script ${scripts})
+  get_filename_component(name ${script} NAME_WE)
+  korvane_windows_test(${name} ${script})
+endforeach()
