@@ -2,9 +2,8 @@
 // Ours beside GMime, vmime and mimetic on the same messages, and a plain scan for line ends as the
 // bound of what a single look at every byte costs.
 //
-// The folder is $KORVANE_BENCH_MAIL, its messages with the line ends that a POP3 server sends
-// ($KORVANE_BENCH_LINE_ENDS=kept: with their own); otherwise messages are made up from a fixed seed
-// in the mix of ordinary mail: plain text, text with HTML, and one in ten with a large attachment.
+// The folder is $KORVANE_BENCH_MAIL, otherwise messages are made up from a fixed seed in the mix of
+// ordinary mail: plain text, text with HTML, and one in ten with a large attachment.
 #include <benchmark/benchmark.h>
 #include <gmime/gmime.h>
 #include <mimetic/mimetic.h>
@@ -140,16 +139,6 @@ std::vector<std::string> MadeUpMessages() {
   return messages;
 }
 
-std::string WithCrLf(const std::string& message) {
-  std::string text;
-  text.reserve(message.size() + message.size() / 32);
-  for (const char c : message) {
-    if (c == '\n' && (text.empty() || text.back() != '\r')) text += '\r';
-    text += c;
-  }
-  return text;
-}
-
 struct Folder {
   std::vector<std::string> messages;
   int64_t bytes = 0;
@@ -158,14 +147,12 @@ struct Folder {
 const Folder& TheFolder() {
   static const Folder folder = [] {
     Folder read;
-    const char* const line_ends = std::getenv("KORVANE_BENCH_LINE_ENDS");
-    const bool kept = line_ends != nullptr && std::string(line_ends) == "kept";
     if (const char* const path = std::getenv("KORVANE_BENCH_MAIL")) {
       for (const auto& entry : std::filesystem::recursive_directory_iterator(path)) {
         if (!entry.is_regular_file()) continue;
         std::ifstream file(entry.path(), std::ios::binary);
-        std::string message{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-        read.messages.push_back(kept ? std::move(message) : WithCrLf(message));
+        read.messages.emplace_back(std::istreambuf_iterator<char>(file),
+                                   std::istreambuf_iterator<char>());
       }
     } else {
       read.messages = MadeUpMessages();
