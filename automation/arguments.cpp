@@ -55,6 +55,14 @@ std::optional<Any> Convert(const Parameter& parameter, Any value) {
   return std::nullopt;
 }
 
+/// Why a value was refused.
+ArgumentError::Kind RefusalOf(const Parameter& parameter, const Any& value) {
+  const bool number = parameter.type == Type::kInt32 || parameter.type == Type::kEnum;
+  const auto* real = std::get_if<double>(&value.value());
+  const bool beyond = !value.IsNull() && !value.IsObject() && (value.ToInt64() || real);
+  return number && beyond ? ArgumentError::Kind::kRange : ArgumentError::Kind::kType;
+}
+
 std::string_view WantedText(const Parameter& parameter) {
   switch (parameter.type) {
     case Type::kInt32:
@@ -78,29 +86,35 @@ MatchedArguments Match(const model::Member& member, std::span<Argument> argument
   matched.values.resize(parameters.size());
   matched.passed_from.assign(parameters.size(), -1);
 
+  using Mistake = ArgumentError::Kind;
   bool named = false;
   for (size_t i = 0; i < arguments.size(); ++i) {
+    const auto argument = static_cast<int32_t>(i);
     size_t place = i;
     if (!arguments[i].name.empty()) {
       named = true;
       place =
           std::ranges::find(parameters, arguments[i].name, &Parameter::name) - parameters.begin();
       if (place == parameters.size()) {
-        throw ArgumentError(std::string(member.name) + " has no parameter '" +
-                            std::string(arguments[i].name) + "'");
+        throw ArgumentError(
+            std::string(member.name) + " has no parameter '" + std::string(arguments[i].name) + "'",
+            Mistake::kName, argument);
       }
     } else if (named) {
-      throw ArgumentError(std::string(member.name) +
-                          ": an argument by position follows one by name");
+      throw ArgumentError(
+          std::string(member.name) + ": an argument by position follows one by name",
+          Mistake::kName, argument);
     } else if (place >= parameters.size()) {
       throw ArgumentError(std::string(member.name) + " takes " + std::to_string(parameters.size()) +
-                          " arguments, not " + std::to_string(arguments.size()));
+                              " arguments, not " + std::to_string(arguments.size()),
+                          Mistake::kCount, argument);
     }
     if (arguments[i].missing) continue;
     if (matched.passed_from[place] >= 0) {
-      throw ArgumentError(Named(member, parameters[place]) + " is given twice");
+      throw ArgumentError(Named(member, parameters[place]) + " is given twice", Mistake::kName,
+                          argument);
     }
-    matched.passed_from[place] = static_cast<int32_t>(i);
+    matched.passed_from[place] = argument;
   }
 
   for (size_t place = 0; place < parameters.size(); ++place) {
@@ -108,15 +122,18 @@ MatchedArguments Match(const model::Member& member, std::span<Argument> argument
     const int32_t from = matched.passed_from[place];
     if (from < 0) {
       if (!parameter.Optional()) {
-        throw ArgumentError(Named(member, parameter) + " is missing");
+        throw ArgumentError(Named(member, parameter) + " is missing", Mistake::kMissing);
       }
       matched.values[place] = DefaultValue(parameter);
       continue;
     }
-    auto converted = Convert(parameter, std::move(arguments[from].value));
+    Any& value = arguments[from].value;
+    const Mistake refusal = RefusalOf(parameter, value);
+    auto converted = Convert(parameter, std::move(value));
     if (!converted) {
-      throw ArgumentError(Named(member, parameter) + " must be " +
-                          std::string(WantedText(parameter)));
+      throw ArgumentError(
+          Named(member, parameter) + " must be " + std::string(WantedText(parameter)), refusal,
+          from);
     }
     matched.values[place] = std::move(*converted);
   }

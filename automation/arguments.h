@@ -17,7 +17,22 @@ namespace korvane::automation {
 /// A caller's mistake; the text says which argument and why.
 class ArgumentError : public std::invalid_argument {
  public:
-  using std::invalid_argument::invalid_argument;
+  enum class Kind {
+    kType,     ///< it is nothing that the parameter takes
+    kRange,    ///< it is a number beyond 32 bits
+    kCount,    ///< there are too many
+    kName,     ///< there is no parameter of that name, or it is given already
+    kMissing,  ///< one that has no default is not given
+  };
+  /// `argument` is which of the arguments as passed, -1 when none of them is meant.
+  explicit ArgumentError(const std::string& what, Kind kind = Kind::kType, int32_t argument = -1)
+      : std::invalid_argument(what), kind_(kind), argument_(argument) {}
+  Kind kind() const { return kind_; }
+  int32_t argument() const { return argument_; }
+
+ private:
+  Kind kind_;
+  int32_t argument_;
 };
 
 struct Argument {

@@ -27,6 +27,7 @@ bool MailUser::InitFromConfig(const BossObject& boss,
   path_backgr_dwnloader_ = boss.PathBackgrDwnloader();
   debug_mode_ = boss.DebugMode();
   is_english_date_ = boss.IsEnglishDate();
+  if (connection_) connection_->MonthFirst(!DayFirst());
   mail_list_page_size_ = 25;
   if (account_id != kNoAccount) {
     LoadAccount(account_id);

@@ -110,6 +110,10 @@ class Connection : public Object {
   virtual void Rollback() {}
   virtual bool HasTransactions() const { return false; }
 
+  /// Which order the account's date texts have from here on, for a connection whose dates are no
+  /// texts and can be written either way. One that has an order of its own keeps it.
+  virtual void MonthFirst(bool month_first) { (void)month_first; }
+
   /// True when the database has a table of that name.
   virtual bool HasTable(std::string_view name) {
     (void)name;

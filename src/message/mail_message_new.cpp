@@ -52,6 +52,7 @@ bool MailMessage::NM_Save(const std::shared_ptr<Connection>& cnnDataBase, int32_
   if (account_) account_->BoxId(lIdBoxToSaveIn);
   if (account_ && cnnDataBase) {
     try {
+      cnnDataBase->MonthFirst(!account_->DayFirst());
       const MessageFileLock lock(*cnnDataBase, *account_);
       BinaryFile file;
       if (lock.Held() && file.Open(MessageFilePath(*account_), BinaryFile::Mode::kReadWrite)) {
