@@ -1,0 +1,29 @@
+// Makes objects of a creatable class for automation.
+#pragma once
+
+#include <unknwn.h>
+
+#include "frame/object_model.h"
+#include "server.h"
+
+namespace korvane::com {
+
+class ClassFactory final : public IClassFactory {
+ public:
+  explicit ClassFactory(const model::Class& of) : class_(of) {}
+
+  STDMETHOD(QueryInterface)(REFIID iid, void** object) override;
+  STDMETHOD_(ULONG, AddRef)() override;
+  STDMETHOD_(ULONG, Release)() override;
+  STDMETHOD(CreateInstance)(IUnknown* outer, REFIID iid, void** object) override;
+  STDMETHOD(LockServer)(BOOL lock) override;
+
+ private:
+  ~ClassFactory() = default;
+
+  const model::Class& class_;
+  LONG references_ = 1;
+  const InUse in_use_;
+};
+
+}  // namespace korvane::com
