@@ -1,13 +1,17 @@
 // The message file: how fast a compaction copies beside cp, and how much memory storing one large
-// message takes. "store_bench compaction FOLDER MEGABYTES RECORD_BYTES" prints seconds;
+// message takes. "store_bench compaction FOLDER MEGABYTES RECORD_BYTES" prints seconds round by
+// round: copied, read back, and on the disk, then cp and cp with its bytes on the disk;
 // "store_bench memory FOLDER MEGABYTES KIND" prints the message's size and the peak of the memory.
+#include <spawn.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -68,37 +72,129 @@ void Store(MailMessage& message, int32_t id, Connection& connection, BinaryFile&
 }
 
 // Every fourth message is dead; the rest has to be copied.
-int Compaction(const std::string& folder, size_t megabytes, size_t record) {
-  const auto account = AccountIn(folder);
-  const auto connection = DatabaseIn(folder);
-  {
-    BinaryFile file;
-    file.Open(MessageFilePath(*account), BinaryFile::Mode::kReadWrite);
-    Transaction transaction(*connection);
-    const int32_t count = static_cast<int32_t>(megabytes * 1'000'000 / record);
-    for (int32_t id = 1; id <= count; ++id) {
-      MailMessage message;
-      message.LoadWholeMessage(
-          account, id, static_cast<int32_t>(record), "u", "",
-          "Subject: number " + std::to_string(id) + "\r\n\r\n" + std::string(record, 'x'));
-      Store(message, id, *connection, file, false);
-    }
-    file.Sync();
-    connection->Execute("UPDATE mail SET Cancellata=-1 WHERE id_mail%4=0");
-    connection->Execute("INSERT INTO Pulizia VALUES (1, 7, 2000000000)");
-    transaction.Commit();
+void FillMessageFile(const std::shared_ptr<MailUser>& account, Connection& connection,
+                     size_t megabytes, size_t record) {
+  BinaryFile file;
+  file.Open(MessageFilePath(*account), BinaryFile::Mode::kReadWrite);
+  Transaction transaction(connection);
+  const int32_t count = static_cast<int32_t>(megabytes * 1'000'000 / record);
+  for (int32_t id = 1; id <= count; ++id) {
+    MailMessage message;
+    message.LoadWholeMessage(
+        account, id, static_cast<int32_t>(record), "u", "",
+        "Subject: number " + std::to_string(id) + "\r\n\r\n" + std::string(record, 'x'));
+    Store(message, id, connection, file, false);
   }
-  const auto start = Clock::now();
+  file.Sync();
+  connection.Execute("UPDATE mail SET Cancellata=-1 WHERE id_mail%4=0");
+  connection.Execute("INSERT INTO Pulizia VALUES (1, 7, 2000000000)");
+  transaction.Commit();
+}
+
+// Seconds until the records are copied, read back, and put on the disk with everything else.
+struct CompactionTime {
   double copied = 0;
   double read_back = 0;
-  CompactMessageFile(*connection, folder, 7, [&](const char* step) {
-    if (std::strcmp(step, "copied") == 0) copied = SecondsSince(start);
-    if (std::strcmp(step, "read back") == 0) read_back = SecondsSince(start);
-  });
+  double whole = 0;
+};
+
+struct Enough {};
+
+// One compaction. Unless it is the last it ends before it changes anything, so that the next one
+// finds the same file.
+CompactionTime TimeCompaction(Connection& connection, const std::string& folder, bool last) {
+  CompactionTime time;
+  const auto start = Clock::now();
+  try {
+    CompactMessageFile(connection, folder, 7, [&](const char* step) {
+      if (std::strcmp(step, "copied") == 0) time.copied = SecondsSince(start);
+      if (std::strcmp(step, "read back") == 0) time.read_back = SecondsSince(start);
+      if (std::strcmp(step, "synced") == 0 && !last) throw Enough();
+    });
+  } catch (const Enough&) {
+  }
+  time.whole = SecondsSince(start);
+  return time;
+}
+
+double TimeCp(const std::string& source, const std::string& target) {
+  std::string program = "cp";
+  std::string option = "--reflink=never";
+  std::string from = source;
+  std::string to = target;
+  char* arguments[] = {program.data(), option.data(), from.data(), to.data(), nullptr};
+  const auto start = Clock::now();
+  pid_t child = 0;
+  int status = 1;
+  if (posix_spawnp(&child, "cp", nullptr, nullptr, arguments, environ) != 0 ||
+      waitpid(child, &status, 0) != child || status != 0) {
+    std::fprintf(stderr, "cp failed\n");
+    std::exit(1);
+  }
+  return SecondsSince(start);
+}
+
+double TimeSync(const std::string& path) {
+  const auto start = Clock::now();
+  SyncFile(path);
+  return SecondsSince(start);
+}
+
+// A virtual machine gives memory that is not in use back to its host, and gets it again page by
+// page: who happens to write into such memory pays for it. The pages of a file that was removed
+// just before are there.
+void MakeRoom(const std::string& path, size_t bytes) {
+  const std::string block(1'000'000, 'r');
   BinaryFile file;
-  file.Open(MessageFilePath(*account), BinaryFile::Mode::kRead);
-  std::printf("%lld %f %f %f\n", static_cast<long long>(file.Length()), copied, read_back,
-              SecondsSince(start));
+  file.Open(path, BinaryFile::Mode::kReadWrite);
+  for (size_t done = 0; done < bytes; done += block.size()) file.Write(block);
+  file.Close();
+  sync();
+  RemoveFile(path);
+}
+
+// Both sides read the same file from the cache and write a new file. They take turns at going
+// first; before each everything unwritten is put on the disk, and there is room in memory. The
+// first round is not counted.
+int Compaction(const std::string& folder, size_t megabytes, size_t record) {
+  constexpr int kRounds = 9;
+  const auto account = AccountIn(folder);
+  const auto connection = DatabaseIn(folder);
+  FillMessageFile(account, *connection, megabytes, record);
+  const std::string source = MessageFilePath(*account);
+  const std::string copy = source + ".copy";
+  const auto length = static_cast<long long>(std::filesystem::file_size(source));
+  for (int round = 0; round <= kRounds; ++round) {
+    CompactionTime compaction;
+    double cp = 0;
+    double cp_synced = 0;
+    const auto prepare = [&] { MakeRoom(folder + "/room", static_cast<size_t>(length) * 3 / 2); };
+    const auto compact = [&] {
+      prepare();
+      compaction = TimeCompaction(*connection, folder, false);
+    };
+    const auto run_cp = [&] {
+      prepare();
+      cp = TimeCp(source, copy);
+      cp_synced = cp + TimeSync(copy);
+      RemoveFile(copy);
+    };
+    if (round % 2 == 0) {
+      compact();
+      run_cp();
+    } else {
+      run_cp();
+      compact();
+    }
+    if (round > 0) {
+      std::printf("round %f %f %f %f %f\n", compaction.copied, compaction.read_back,
+                  compaction.whole, cp, cp_synced);
+    }
+  }
+  sync();
+  const CompactionTime last = TimeCompaction(*connection, folder, true);
+  std::printf("sizes %lld %lld %f\n", length,
+              static_cast<long long>(std::filesystem::file_size(source)), last.whole);
   return 0;
 }
 

@@ -45,6 +45,10 @@ class FileHandle {
   bool Append(const char* data, size_t size) const;
   /// Fewer only at the end of the file; -1 on failure.
   int64_t ReadUpTo(char* buffer, size_t size, int64_t position) const;
+  /// Lets the system copy bytes of another file to `position` of this one; how many it took. Fewer
+  /// than asked for is no fault: not every system and every pair of files can do it.
+  int64_t CopyInSystem(int64_t position, const FileHandle& from, int64_t from_position,
+                       int64_t length) const;
   bool Resize(int64_t length) const;
   bool Sync() const;
 

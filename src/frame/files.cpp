@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 
 #include "frame/file_handle.h"
 
@@ -12,7 +13,13 @@ namespace korvane {
 
 namespace {
 
+/// Writes are gathered up to this size; longer ones, and longer reads, pass by the buffers.
 constexpr size_t kBuffer = 65'536;
+/// How much is read ahead: first, and at most.
+constexpr size_t kFirstReadAhead = 4'096;
+constexpr size_t kLastReadAhead = 262'144;
+/// Ranges are copied in blocks of this size; longer ones are left to the system where it can.
+constexpr int64_t kCopyBlock = 262'144;
 
 // A name in the same directory that no other writer uses. It does not grow with the file's own
 // name, which may already be as long as a name can be.
@@ -60,8 +67,11 @@ struct BinaryFile::State {
   bool failed = false;
   std::string out;  // bytes not yet written, and where they belong
   int64_t out_at = 0;
-  std::string in;  // bytes read ahead, and where they came from
+  std::unique_ptr<char[]> in;  // bytes read ahead, how many, and where they came from
+  size_t in_capacity = 0;
+  size_t in_size = 0;
   int64_t in_at = 0;
+  size_t ahead = 0;  // the size of the last reading ahead
 
   ~State() { Close(); }
 
@@ -69,12 +79,35 @@ struct BinaryFile::State {
     if (!file.IsOpen()) return;
     Flush();
     file.Close();
+    in_size = 0;
   }
 
   bool Flush() {
     if (!out.empty() && !failed && !file.WriteAll(out.data(), out.size(), out_at)) failed = true;
     out.clear();
     return !failed;
+  }
+
+  /// The bytes at `at` that were read ahead.
+  std::string_view Buffered(int64_t at, size_t most) const {
+    if (at < in_at || at >= in_at + static_cast<int64_t>(in_size)) return {};
+    const auto from = static_cast<size_t>(at - in_at);
+    return {in.get() + from, std::min(most, in_size - from)};
+  }
+
+  /// Reads ahead at the position; how many bytes, -1 on failure.
+  int64_t ReadAhead() {
+    const int64_t end = in_at + static_cast<int64_t>(in_size);
+    const bool reads_on = ahead > 0 && position >= in_at && position <= end;
+    ahead = reads_on ? std::min(2 * ahead, kLastReadAhead) : kFirstReadAhead;
+    if (in_capacity < ahead) {
+      in = std::make_unique_for_overwrite<char[]>(ahead);
+      in_capacity = ahead;
+    }
+    const int64_t n = file.ReadUpTo(in.get(), ahead, position);
+    in_size = n > 0 ? static_cast<size_t>(n) : 0;
+    in_at = position;
+    return n;
   }
 };
 
@@ -116,7 +149,7 @@ bool BinaryFile::Seek(int64_t position) {
 bool BinaryFile::Write(std::string_view bytes) {
   State& s = *state_;
   if (!IsOpen() || s.failed) return false;
-  s.in.clear();
+  s.in_size = 0;
   if (!s.out.empty() && s.out_at + static_cast<int64_t>(s.out.size()) != s.position) s.Flush();
   if (s.out.size() + bytes.size() > kBuffer) s.Flush();
   if (s.failed) return false;
@@ -141,7 +174,7 @@ bool BinaryFile::Truncate(int64_t length) {
   // as if nothing had failed.
   if (!s.out.empty() && s.out_at < length) s.Flush();
   s.out.clear();
-  s.in.clear();
+  s.in_size = 0;
   s.failed = !s.file.Resize(length);
   s.position = std::min(s.position, length);
   return !s.failed;
@@ -153,15 +186,20 @@ bool BinaryFile::Read(char* buffer, size_t size) {
 
 int64_t BinaryFile::ReadSome(char* buffer, size_t size) {
   State& s = *state_;
+  // Fields of a few bytes are read by the million; nearly all of them were read ahead.
+  if (size > 0 && s.out.empty() && s.position >= s.in_at &&
+      s.position + static_cast<int64_t>(size) <= s.in_at + static_cast<int64_t>(s.in_size)) {
+    std::memcpy(buffer, s.in.get() + (s.position - s.in_at), size);
+    s.position += static_cast<int64_t>(size);
+    return static_cast<int64_t>(size);
+  }
   if (!Flush()) return -1;
   size_t done = 0;
   while (done < size) {
-    if (s.position >= s.in_at && s.position < s.in_at + static_cast<int64_t>(s.in.size())) {
-      const auto from = static_cast<size_t>(s.position - s.in_at);
-      const size_t n = std::min(size - done, s.in.size() - from);
-      std::copy_n(s.in.data() + from, n, buffer + done);
-      done += n;
-      s.position += static_cast<int64_t>(n);
+    if (const std::string_view there = s.Buffered(s.position, size - done); !there.empty()) {
+      there.copy(buffer + done, there.size());
+      done += there.size();
+      s.position += static_cast<int64_t>(there.size());
       continue;
     }
     int64_t n;
@@ -172,15 +210,43 @@ int64_t BinaryFile::ReadSome(char* buffer, size_t size) {
         s.position += n;
       }
     } else {
-      s.in.resize(kBuffer);
-      n = s.file.ReadUpTo(s.in.data(), kBuffer, s.position);
-      s.in.resize(n > 0 ? static_cast<size_t>(n) : 0);
-      s.in_at = s.position;
+      n = s.ReadAhead();
     }
     if (n < 0) return -1;
     if (n == 0) break;
   }
   return static_cast<int64_t>(done);
+}
+
+bool BinaryFile::CopyFrom(BinaryFile& source, int64_t position, int64_t length) {
+  State& s = *state_;
+  State& from = *source.state_;
+  if (!IsOpen() || !source.Flush() || position < 1 || length < 0) return false;
+  --position;
+  std::unique_ptr<char[]> block;
+  while (length > 0) {
+    const auto size = static_cast<size_t>(std::min(length, kCopyBlock));
+    std::string_view bytes = from.Buffered(position, size);
+    if (bytes.empty() && length > kCopyBlock) {
+      if (!Flush()) return false;
+      const int64_t n = s.file.CopyInSystem(s.position, from.file, position, length);
+      s.in_size = 0;
+      s.position += n;
+      position += n;
+      length -= n;
+      if (n > 0) continue;
+    }
+    if (bytes.empty()) {
+      if (!block) block = std::make_unique_for_overwrite<char[]>(size);
+      const int64_t n = from.file.ReadUpTo(block.get(), size, position);
+      if (n <= 0) return false;
+      bytes = {block.get(), static_cast<size_t>(n)};
+    }
+    if (!Write(bytes)) return false;
+    position += static_cast<int64_t>(bytes.size());
+    length -= static_cast<int64_t>(bytes.size());
+  }
+  return true;
 }
 
 struct UserLock::State {

@@ -54,13 +54,18 @@ class BinaryFile {
   bool Seek(int64_t position);  ///< 1-based; one past the end is the place to append
   /// Writes are gathered in a buffer; Flush sends it. False once anything failed.
   bool Write(std::string_view bytes);
+  /// Writes `length` bytes of `source` from `position` (1-based): a long range without taking it
+  /// into this process where the system can, else in blocks of 262,144 bytes. The source's own
+  /// position is left alone. False when it holds fewer bytes.
+  bool CopyFrom(BinaryFile& source, int64_t position, int64_t length);
   bool Flush();
   /// Flush, then the bytes are on the disk.
   bool Sync();
   /// Cuts the file to `length` bytes and drops what was gathered beyond them; a failed write is
   /// then forgotten. The position moves to the new end when it was beyond it.
   bool Truncate(int64_t length);
-  /// Reads exactly `size` bytes to `buffer`; false when there are fewer.
+  /// Reads exactly `size` bytes to `buffer`; false when there are fewer. Reading on from where the
+  /// last reading ended reads ahead, ever more; after a jump it begins small again.
   bool Read(char* buffer, size_t size);
   /// Reads up to `size` bytes; how many, -1 on failure.
   int64_t ReadSome(char* buffer, size_t size);

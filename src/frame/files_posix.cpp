@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
@@ -90,6 +91,26 @@ int64_t FileHandle::ReadUpTo(char* buffer, size_t size, int64_t position) const 
     done += static_cast<size_t>(n);
   }
   return static_cast<int64_t>(done);
+}
+
+int64_t FileHandle::CopyInSystem(int64_t position, const FileHandle& from, int64_t from_position,
+                                 int64_t length) const {
+  int64_t done = 0;
+#ifdef __linux__
+  constexpr int64_t kStep = int64_t{64} << 20;  // a signal never waits long
+  while (done < length) {
+    off64_t in = from_position + done;
+    off64_t out = position + done;
+    const ssize_t n = ::copy_file_range(Descriptor(from.handle_), &in, Descriptor(handle_), &out,
+                                        static_cast<size_t>(std::min(length - done, kStep)), 0);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += n;
+  }
+#else
+  (void)position, (void)from, (void)from_position, (void)length;
+#endif
+  return done;
 }
 
 bool FileHandle::Resize(int64_t length) const {

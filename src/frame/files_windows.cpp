@@ -200,6 +200,8 @@ int64_t FileHandle::ReadUpTo(char* buffer, size_t size, int64_t position) const 
   return static_cast<int64_t>(done);
 }
 
+int64_t FileHandle::CopyInSystem(int64_t, const FileHandle&, int64_t, int64_t) const { return 0; }
+
 bool FileHandle::Resize(int64_t length) const {
   FILE_END_OF_FILE_INFO end{};
   end.EndOfFile.QuadPart = length;

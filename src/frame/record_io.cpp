@@ -24,13 +24,14 @@ void RecordWriter::Text(std::string_view value) {
   if (ok_) ok_ = file_.Write(value);
 }
 
-RecordReader::RecordReader(BinaryFile& file) : file_(file) {
-  const int64_t length = file.Length();
+RecordReader::RecordReader(BinaryFile& file) : RecordReader(file, file.Length()) {}
+
+RecordReader::RecordReader(BinaryFile& file, int64_t file_length) : file_(file) {
   const int64_t position = file.Position();
-  if (length < 0 || position < 1 || position > length + 1) {
+  if (file_length < 0 || position < 1 || position > file_length + 1) {
     ok_ = false;
   } else {
-    remaining_ = length + 1 - position;
+    remaining_ = file_length + 1 - position;
   }
 }
 

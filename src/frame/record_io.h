@@ -31,6 +31,8 @@ class RecordReader {
  public:
   /// Reads up to the end of the file.
   explicit RecordReader(BinaryFile& file);
+  /// Of a file that is known to be that long.
+  RecordReader(BinaryFile& file, int64_t file_length);
   int32_t Int32();
   bool Bool16();
   /// A counted text as UTF-8: what an older installation wrote in the code page reads the same.

@@ -67,16 +67,6 @@ std::vector<Row> ReadRows(Connection& connection, int32_t user_id) {
   return all;
 }
 
-void CopyBytes(BinaryFile& from, BinaryFile& to, int64_t length) {
-  std::vector<char> block(static_cast<size_t>(std::min(length, kCopyBlock)));
-  while (length > 0) {
-    const auto size = static_cast<size_t>(std::min(length, kCopyBlock));
-    Require(from.Read(block.data(), size), "a record ends behind the message file");
-    Require(to.Write({block.data(), size}), "the new file cannot be written");
-    length -= static_cast<int64_t>(size);
-  }
-}
-
 // How many bytes belong to the record at rows[i]: up to the next row's record, deleted or not, or
 // to the end of the file; more when the record itself says so.
 int64_t RecordLength(BinaryFile& source, std::vector<Row>& rows, size_t i, int64_t file_length) {
@@ -86,7 +76,7 @@ int64_t RecordLength(BinaryFile& source, std::vector<Row>& rows, size_t i, int64
   size_t next = i + 1;
   while (next < rows.size() && rows[next].position == row.position) ++next;
   const int64_t end = next < rows.size() ? rows[next].position : file_length + 1;
-  row.outline = OutlineRecord(source, row.position);
+  row.outline = OutlineRecord(source, row.position, file_length);
   const int64_t length = std::max(end - row.position, row.outline ? row.outline->length : 0);
   Require(row.position + length <= file_length + 1,
           "the row of message " + std::to_string(row.id) + " points outside the message file");
@@ -102,8 +92,7 @@ void CopyLiveRecords(BinaryFile& source, BinaryFile& target, std::vector<Row>& r
   int64_t run_length = 0;
   const auto copy_run = [&] {
     if (run_length == 0) return;
-    Require(source.Seek(run_start), "the message file cannot be read");
-    CopyBytes(source, target, run_length);
+    Require(target.CopyFrom(source, run_start, run_length), "the records cannot be copied");
   };
   int64_t next_position = 1;
   for (size_t i = 0; i < rows.size(); ++i) {
@@ -126,10 +115,11 @@ void CopyLiveRecords(BinaryFile& source, BinaryFile& target, std::vector<Row>& r
 
 // Each record in the new file has to be what it was in the old one.
 void ReadBack(BinaryFile& target, const std::vector<Row>& rows) {
+  const int64_t file_length = target.Length();
   int64_t end = 1;
   for (const Row& row : rows) {
     if (row.deleted) continue;
-    const auto outline = OutlineRecord(target, row.new_position);
+    const auto outline = OutlineRecord(target, row.new_position, file_length);
     const bool same = outline.has_value() == row.outline.has_value() &&
                       (!outline || (outline->length == row.outline->length &&
                                     outline->size == row.outline->size));
@@ -137,7 +127,7 @@ void ReadBack(BinaryFile& target, const std::vector<Row>& rows) {
             "the record of message " + std::to_string(row.id) + " was not copied whole");
     end += row.length;
   }
-  Require(target.Length() + 1 == end, "the new file has a wrong length");
+  Require(file_length + 1 == end, "the new file has a wrong length");
 }
 
 // Deleted messages that still lie on their server stay known, so that they are not downloaded
@@ -206,10 +196,11 @@ bool CompactOnce(Connection& connection, const std::string& path_messages, int32
   CopyLiveRecords(source, target, rows);
   steps("copied");
   ReadBack(target, rows);
+  steps("read back");
   Require(target.Sync(), "the new file cannot be written");
   source.Close();
   target.Close();
-  steps("read back");
+  steps("synced");
 
   {
     Transaction transaction(connection, Transaction::Kind::kAllocating);

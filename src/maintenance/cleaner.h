@@ -11,8 +11,6 @@ namespace korvane {
 
 /// More dead bytes than this make a compaction worth while.
 inline constexpr int64_t kCompactionThreshold = 3'145'728;
-/// A record is copied in blocks of at most this many bytes.
-inline constexpr int64_t kCopyBlock = 262'144;
 
 /// Adds `added` bytes to the user's count of dead bytes; makes the row from the rows marked as
 /// deleted when there is none. Begins its own transaction. Always true. Throws DatabaseError.

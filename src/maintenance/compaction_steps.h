@@ -9,8 +9,8 @@
 
 namespace korvane {
 
-/// Called after each step of a compaction: "copied", "read back", "rows changed", "backup made",
-/// "renamed", "committed".
+/// Called after each step of a compaction: "copied", "read back", "synced", "rows changed",
+/// "backup made", "renamed", "committed".
 using CompactionSteps = std::function<void(const char* step)>;
 
 int32_t CompactMessageFile(Connection& connection, const std::string& path_messages,

@@ -56,8 +56,13 @@ std::string BackupFilePath(const std::string& path_messages, int32_t user_id) {
 }
 
 std::optional<RecordOutline> OutlineRecord(BinaryFile& file, int64_t position) {
+  return OutlineRecord(file, position, file.Length());
+}
+
+std::optional<RecordOutline> OutlineRecord(BinaryFile& file, int64_t position,
+                                           int64_t file_length) {
   if (!file.Seek(position)) return std::nullopt;
-  RecordReader reader(file);
+  RecordReader reader(file, file_length);
   const int64_t available = reader.Remaining();
 
   const int32_t version = reader.Int32();

@@ -35,7 +35,8 @@ struct RecordOutline {
 };
 
 /// Walks the record at `position` (from 1) without taking its texts into memory. Nothing when there
-/// is no whole, well-formed record there.
+/// is no whole, well-formed record there. Who walks many records of a file says how long it is.
+std::optional<RecordOutline> OutlineRecord(BinaryFile& file, int64_t position, int64_t file_length);
 std::optional<RecordOutline> OutlineRecord(BinaryFile& file, int64_t position);
 
 /// Takes back a stored record: cuts the message file to the bytes before `position` and removes the

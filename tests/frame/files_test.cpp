@@ -160,6 +160,67 @@ TEST(BinaryFile, SmallAndLargePiecesInAnyOrderGiveTheSameBytes) {
   EXPECT_EQ(back, expected);
 }
 
+TEST(BinaryFile, RangesOfAnyLengthAreCopiedFromAnyPlace) {
+  const TempFolder folder;
+  std::string bytes;
+  for (int i = 0; bytes.size() < 3'000'000; ++i) bytes += std::to_string(i) + ",";
+  ASSERT_TRUE(WriteWholeFile(folder / "source", bytes));
+  BinaryFile source;
+  BinaryFile target;
+  ASSERT_TRUE(source.Open(folder / "source", BinaryFile::Mode::kRead));
+  ASSERT_TRUE(target.Open(folder / "target", BinaryFile::Mode::kReadWrite));
+  std::string expected = "begin";
+  EXPECT_TRUE(target.Write(expected));
+  for (const size_t length : {0u, 1u, 5'000u, 65'536u, 262'144u, 262'145u, 2'000'001u}) {
+    for (const size_t at : {0u, 17u, 4'000u, 900'001u}) {
+      // Some of it, or all, was read ahead.
+      char byte;
+      EXPECT_TRUE(source.Seek(static_cast<int64_t>(at) + 1));
+      EXPECT_TRUE(source.Read(&byte, 1));
+      EXPECT_TRUE(
+          target.CopyFrom(source, static_cast<int64_t>(at) + 1, static_cast<int64_t>(length)));
+      EXPECT_EQ(source.Position(), static_cast<int64_t>(at) + 2) << "the source's own position";
+      EXPECT_TRUE(target.Write("|"));
+      expected += bytes.substr(at, length) + "|";
+    }
+  }
+  EXPECT_EQ(target.Position(), static_cast<int64_t>(expected.size()) + 1);
+  EXPECT_EQ(target.Length(), static_cast<int64_t>(expected.size()));
+  std::string back(expected.size(), '\0');
+  EXPECT_TRUE(target.Seek(1));
+  EXPECT_TRUE(target.Read(back.data(), back.size()));
+  EXPECT_TRUE(back == expected);
+}
+
+TEST(BinaryFile, ARangeThatTheSourceDoesNotHoldIsAFailure) {
+  const TempFolder folder;
+  ASSERT_TRUE(WriteWholeFile(folder / "source", std::string(500'000, 's')));
+  BinaryFile source;
+  BinaryFile target;
+  ASSERT_TRUE(source.Open(folder / "source", BinaryFile::Mode::kRead));
+  ASSERT_TRUE(target.Open(folder / "target", BinaryFile::Mode::kReadWrite));
+  EXPECT_FALSE(target.CopyFrom(source, 1, 500'001));
+  EXPECT_FALSE(target.CopyFrom(source, 500'001, 1));
+  EXPECT_FALSE(target.CopyFrom(source, 0, 1));
+  EXPECT_FALSE(target.CopyFrom(source, 1, -1));
+  source.Close();
+  EXPECT_FALSE(target.CopyFrom(source, 1, 1));
+}
+
+TEST(BinaryFile, WhatWasReadAheadIsReadAgainAfterAWrite) {
+  const TempFolder folder;
+  BinaryFile file;
+  ASSERT_TRUE(WriteWholeFile(folder / "file", std::string(20'000, 'a')));
+  ASSERT_TRUE(file.Open(folder / "file", BinaryFile::Mode::kReadWrite));
+  std::string piece(100, ' ');
+  EXPECT_TRUE(file.Read(piece.data(), piece.size()));
+  EXPECT_TRUE(file.Seek(51));
+  EXPECT_TRUE(file.Write("bbb"));
+  EXPECT_TRUE(file.Seek(50));
+  EXPECT_TRUE(file.Read(piece.data(), 5));
+  EXPECT_EQ(piece.substr(0, 5), "abbba");
+}
+
 TEST(BinaryFile, AFullDiskIsAFailureThatACutForgets) {
   const TempFolder folder;
   BinaryFile file;

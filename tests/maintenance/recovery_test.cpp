@@ -18,7 +18,7 @@ namespace {
 using test::CompactedStore;
 using test::WatchedConnection;
 
-const char* const kSteps[] = {"copied",      "read back", "rows changed",
+const char* const kSteps[] = {"copied",      "read back", "synced",   "rows changed",
                               "backup made", "renamed",   "committed"};
 
 class Recovery : public testing::Test {
