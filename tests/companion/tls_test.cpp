@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Tarsel_MailConversions.h"
 #include "companion/local_server.h"
@@ -252,6 +254,54 @@ TEST(Tls, TheInsecureFormAcceptsAnyCertificateAndSaysSoInOneLine) {
   const std::string said = testing::internal::GetCapturedStderr();
   EXPECT_NE(said.find("localhost"), said.npos);
   EXPECT_EQ(said.find('\n'), said.size() - 1) << said;
+}
+
+TEST(Tls, ATrustStoreThatIsReplacedWhileTheProcessRunsIsReadAgain) {
+  const Key key = MakeKey();
+  for (int i = 0; i < 2; ++i) {
+    // The second authority has the place and the name of the first one.
+    const TrustedAuthority authority;
+    const Certificate certificate = authority.Sign("DNS:localhost", key.get());
+    TlsServer server(key, certificate);
+    EXPECT_EQ(Exchange("pop3s://localhost", server.port()), kExchanged);
+  }
+}
+
+TEST(Tls, ATrustStoreThatCannotBeReadIsNotKeptForTheNextConnection) {
+  const Key key = MakeKey();
+  const Certificate stranger =
+      MakeCertificate("localhost", "DNS:localhost", key.get(), nullptr, key.get());
+  setenv("SSL_CERT_FILE", "/nowhere/at/all.pem", 1);
+  {
+    TlsServer server(key, stranger);
+    EXPECT_EQ(Exchange("pop3s://localhost", server.port()), kNotConnected);
+  }
+  const TrustedAuthority authority;
+  const Certificate certificate = authority.Sign("DNS:localhost", key.get());
+  TlsServer server(key, certificate);
+  EXPECT_EQ(Exchange("pop3s://localhost", server.port()), kExchanged);
+}
+
+TEST(Tls, ConnectionsOfManyThreadsAtOnceAreVerifiedEachByItself) {
+  const TrustedAuthority authority;
+  const Key key = MakeKey();
+  const Certificate right = authority.Sign("DNS:localhost", key.get());
+  const Certificate wrong = authority.Sign("DNS:mail.example.com", key.get());
+  std::vector<std::thread> threads;
+  std::vector<std::string> answers(8);
+  for (size_t i = 0; i < answers.size(); ++i) {
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < 3; ++round) {
+        TlsServer server(key, i % 2 == 0 ? right : wrong);
+        answers[i] += Exchange("pop3s://localhost", server.port()) + "|";
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (size_t i = 0; i < answers.size(); ++i) {
+    const std::string once = std::string(i % 2 == 0 ? kExchanged : kNotConnected) + "|";
+    EXPECT_EQ(answers[i], once + once + once);
+  }
 }
 
 TEST(Tls, TheVerifiedFormSaysNothing) {

@@ -4,8 +4,10 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <mutex>
 
 namespace korvane::sockets {
@@ -52,8 +54,66 @@ const BIO_METHOD* SocketMethod() {
 
 struct Free {
   void operator()(SSL* ssl) const { SSL_free(ssl); }
-  void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
 };
+
+std::shared_ptr<SSL_CTX> NewContext(bool verify) {
+  const std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
+  if (!context) return nullptr;
+  SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+  SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_RELEASE_BUFFERS);
+  if (verify && SSL_CTX_set_default_verify_paths(context.get()) != 1) return nullptr;
+  return context;
+}
+
+std::string NameFrom(const char* variable, const char* otherwise) {
+  const char* value = secure_getenv(variable);
+  return value != nullptr ? value : otherwise;
+}
+
+// Where the trusted certificates come from, and which version of the file that is: one that was
+// replaced while this process runs is read again.
+struct TrustStore {
+  std::string file;
+  std::string directory;
+  ino_t inode = 0;
+  off_t size = -1;
+  time_t changed = 0;
+  long changed_nanoseconds = 0;
+
+  static TrustStore Now() {
+    TrustStore store;
+    store.file = NameFrom(X509_get_default_cert_file_env(), X509_get_default_cert_file());
+    store.directory = NameFrom(X509_get_default_cert_dir_env(), X509_get_default_cert_dir());
+    struct stat status {};
+    if (::stat(store.file.c_str(), &status) == 0) {
+      store.inode = status.st_ino;
+      store.size = status.st_size;
+      store.changed = status.st_mtim.tv_sec;
+      store.changed_nanoseconds = status.st_mtim.tv_nsec;
+    }
+    return store;
+  }
+  bool operator==(const TrustStore&) const = default;
+};
+
+// The context that all connections of this process share: reading some hundred certificates takes
+// many times as long as a handshake. A session holds on to its context.
+std::shared_ptr<SSL_CTX> ContextFor(bool verify) {
+  if (!verify) {
+    static const std::shared_ptr<SSL_CTX> unverified = NewContext(false);
+    return unverified;
+  }
+  static std::mutex mutex;
+  static TrustStore known;
+  static std::shared_ptr<SSL_CTX> context;
+  const std::lock_guard lock(mutex);
+  TrustStore now = TrustStore::Now();
+  if (!context || !(now == known)) {
+    context = NewContext(true);
+    known = std::move(now);
+  }
+  return context;
+}
 
 bool IsAddress(const std::string& name) {
   unsigned char bytes[sizeof(in6_addr)];
@@ -129,11 +189,8 @@ class OpenSslTls : public Tls {
 
 std::unique_ptr<Tls> Tls::Handshake(const TcpSocket& socket, const std::string& name, bool verify,
                                     const Deadline& deadline) {
-  const std::unique_ptr<SSL_CTX, Free> context(SSL_CTX_new(TLS_client_method()));
+  const std::shared_ptr<SSL_CTX> context = ContextFor(verify);
   if (!context || SocketMethod() == nullptr) return nullptr;
-  SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
-  SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_RELEASE_BUFFERS);
-  if (verify && SSL_CTX_set_default_verify_paths(context.get()) != 1) return nullptr;
 
   SSL* ssl = SSL_new(context.get());
   if (ssl == nullptr) return nullptr;
