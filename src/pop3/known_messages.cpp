@@ -12,6 +12,8 @@ namespace {
 /// Messages whose rows were compacted away while they still lay on the server. A site's own
 /// database may lack the table.
 constexpr std::string_view kDeletedMessages = "messaggi_eliminati";
+/// What a row has for a number once its message was deleted on the server.
+constexpr int32_t kDeletedOnServer = -100;
 
 }  // namespace
 
@@ -19,6 +21,7 @@ KnownMessages::KnownMessages(Connection& connection, const MailUser& account)
     : connection_(connection), account_(account) {}
 
 KnownMessages::Answer KnownMessages::LookUp(const MailMessage& message) {
+  put_right_ = false;
   const std::string& received = message.Received();
   const std::string& message_id = message.MessageID();
   Answer answer = Ask("mail", received, message_id, message);
@@ -48,10 +51,24 @@ KnownMessages::Answer KnownMessages::Ask(std::string_view table, const std::stri
       RowText(message.MessageID()) != RowText(message.MessageID(), kMessageIdCharacters);
   for (; !rows->Eof(); rows->MoveNext()) {
     if (ambiguous && !MessageTraits::OfRow(*rows, account_).Fit(message)) continue;
+    if (table == "mail") PutNumberBack(*rows, message);
     return rows->Field("DwnldCorrettoFAQ").ToBool().value_or(false) ? Answer::kKnownWithOlder
                                                                     : Answer::kKnown;
   }
   return Answer::kNew;
+}
+
+// A row says that its message was deleted on the server, and there it is: whoever deleted it died
+// before the server had made that final.
+void KnownMessages::PutNumberBack(const Recordset& row, const MailMessage& message) try {
+  if (row.Field("IdSulServer").ToInt32() != kDeletedOnServer) return;
+  put_right_ = true;
+  connection_.Execute("UPDATE mail SET IdSulServer=" + std::to_string(message.IdOnServer()) +
+                      " WHERE id_mail=" + row.Field("id_mail").ToText() +
+                      " AND IdSulServer=" + std::to_string(kDeletedOnServer));
+} catch (const DatabaseError& fault) {
+  // The message is known all the same, and the next look-up tries again.
+  if (!fault.Retryable()) throw;
 }
 
 }  // namespace korvane

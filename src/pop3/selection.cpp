@@ -74,6 +74,7 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
   const int32_t total = message_count_;
   int32_t looked_at = 0;
   int32_t taken = 0;
+  bool past = false;  // everything new was seen
   const int32_t newest =
       selection.start > 0 ? std::min(selection.start, LastNumber()) : LastNumber();
   for (int32_t number = newest; number >= 1; --number) {
@@ -88,13 +89,17 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
     if (!newest_received_) newest_received_ = header->Received();
     const ScanTime time = MessageTime(header->Received());
     const int32_t order = CompareMailDates(last.text, time.text);
-    if (order > 0) break;
+    past = past || order > 0;
+    // Where a deletion was not final, the one of the next older message may not be either.
+    if (past && !known.PutRight()) break;
     // Where a time says nothing the table decides, or the message would be taken at every run. A
     // declared first download has nothing to look up.
     const bool doubtful = !last.readable || (!time.readable && last.text != kFirstMoment);
-    if (selection.first_download || order == 0 || doubtful) {
+    if (past || selection.first_download || order == 0 || doubtful) {
       const KnownMessages::Answer answer = known.LookUp(*header);
-      if (answer == KnownMessages::Answer::kKnownWithOlder) break;
+      past = past || answer == KnownMessages::Answer::kKnownWithOlder;
+      if (past && !known.PutRight()) break;
+      if (past) continue;
       if (answer == KnownMessages::Answer::kKnown) continue;
     }
     ++taken;

@@ -79,6 +79,21 @@ TEST_F(CutTest, AClientKilledWhileItDeletesOnTheServerLosesAndDoublesNothing) {
   }
 }
 
+TEST_F(CutTest, AClientKilledBeforeItsDeletionsWereFinalLeavesNoRowThatDeniesTheMessage) {
+  const CutRun run{true, true, true};
+  Fill(18);
+  proxy->Set({.cut_at_verb = "QUIT"});
+  KillClientAt(run, "QUIT");
+  ASSERT_EQ(dovecot.Count("bob"), 18);
+  for (const auto& row : store.Rows()) ASSERT_EQ(row.number, -100) << row.subject;
+  Resume(run);
+  ASSERT_EQ(Stored(), Expected(1, 18));
+  ASSERT_EQ(dovecot.Count("bob"), 18) << "what is known is not downloaded and deleted again";
+  for (const auto& row : store.Rows()) {
+    EXPECT_EQ("mail " + std::to_string(row.number), row.subject);
+  }
+}
+
 TEST_F(CutTest, AConnectionCutAnywhereInWhatTheServerSendsLosesAndDoublesNothing) {
   Fill(18);
   for (const CutRun& run : kRuns) {
