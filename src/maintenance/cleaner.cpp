@@ -2,6 +2,11 @@
 // read back, the new file is synced; in one transaction the rows get their new positions, deleted
 // rows go, and the files are renamed before the commit; then the backup is removed. Until the
 // commit the rows point into the old file, which is the message file or its backup.
+//
+// A connection without transactions cannot change all rows at once. There the plan of the new
+// positions is put on the disk before the files are renamed, and the rows are changed behind that,
+// one by one; until the plan is removed, whoever takes the user's lock next does what is left of
+// it.
 #include "maintenance/cleaner.h"
 
 #include <algorithm>
@@ -15,6 +20,7 @@
 #include "frame/sql_text.h"
 #include "maintenance/compaction_steps.h"
 #include "message/message_file.h"
+#include "message/renumbering_plan.h"
 
 namespace korvane {
 
@@ -157,6 +163,11 @@ void RememberDeleted(Connection& connection, int32_t user_id) {
   if (known) known->Close();
 }
 
+void DeleteRows(Connection& connection, int32_t user_id) {
+  connection.Execute("DELETE FROM mail WHERE id_utente=" + std::to_string(user_id) +
+                     " AND Cancellata=" + "-1");
+}
+
 // The rows' part. False when the rows are no longer those that the copy was made of.
 bool RenumberRows(Connection& connection, int32_t user_id, const std::vector<Row>& rows) {
   std::unordered_map<int32_t, const Row*> copied;
@@ -175,8 +186,52 @@ bool RenumberRows(Connection& connection, int32_t user_id, const std::vector<Row
   current->Close();
   if (count != rows.size()) return false;
   RememberDeleted(connection, user_id);
-  connection.Execute("DELETE FROM mail WHERE id_utente=" + std::to_string(user_id) +
-                     " AND Cancellata=" + "-1");
+  DeleteRows(connection, user_id);
+  return true;
+}
+
+void RenameFiles(const std::string& path_messages, int32_t user_id, const CompactionSteps& steps) {
+  const std::string current = MessageFilePath(path_messages, user_id);
+  Require(RenameFile(current, BackupFilePath(path_messages, user_id)),
+          "the message file cannot be renamed");
+  steps("backup made");
+  Require(RenameFile(CompactedFilePath(path_messages, user_id), current),
+          "the new file cannot be renamed");
+  Require(SyncDirectory(path_messages), "the new names cannot be put on the disk");
+  steps("renamed");
+}
+
+// Rows and files in one transaction. False when the rows are no longer those of the copy.
+bool ChangeAtOnce(Connection& connection, const std::string& path_messages, int32_t user_id,
+                  const std::vector<Row>& rows, const CompactionSteps& steps) {
+  Transaction transaction(connection, Transaction::Kind::kAllocating);
+  if (!RenumberRows(connection, user_id, rows)) return false;
+  steps("rows changed");
+  RenameFiles(path_messages, user_id, steps);
+  transaction.Commit();
+  steps("committed");
+  return true;
+}
+
+// Rows and files by a plan. False when the rows are no longer those of the copy.
+bool ChangeByPlan(Connection& connection, const std::string& path_messages, int32_t user_id,
+                  const std::vector<Row>& rows, const CompactionSteps& steps) {
+  if (ReadRows(connection, user_id) != rows) return false;
+  RenumberingPlan plan;
+  plan.reserve(rows.size());
+  for (const Row& row : rows) {
+    plan.push_back({row.id, row.position, row.deleted ? -1 : row.new_position});
+  }
+  // To remember them twice, when this is interrupted, does no harm.
+  RememberDeleted(connection, user_id);
+  Require(WritePlan(path_messages, user_id, plan), "the plan cannot be written");
+  steps("plan written");
+  RenameFiles(path_messages, user_id, steps);
+  DeleteRows(connection, user_id);
+  steps("rows deleted");
+  ApplyPlan(connection, user_id, plan);
+  steps("rows changed");
+  Require(RemoveFile(PlanFilePath(path_messages, user_id)), "the plan cannot be removed");
   return true;
 }
 
@@ -187,6 +242,7 @@ bool CompactOnce(Connection& connection, const std::string& path_messages, int32
   const std::string compacted = CompactedFilePath(path_messages, user_id);
   const std::string backup = BackupFilePath(path_messages, user_id);
 
+  Require(RemoveFile(PlanFilePath(path_messages, user_id)), "an old plan cannot be removed");
   std::vector<Row> rows = ReadRows(connection, user_id);
   BinaryFile source;
   Require(source.Open(current, BinaryFile::Mode::kRead), "the message file cannot be opened");
@@ -202,20 +258,10 @@ bool CompactOnce(Connection& connection, const std::string& path_messages, int32
   target.Close();
   steps("synced");
 
-  {
-    Transaction transaction(connection, Transaction::Kind::kAllocating);
-    if (!RenumberRows(connection, user_id, rows)) {
-      RemoveFile(compacted);
-      return false;
-    }
-    steps("rows changed");
-    Require(RenameFile(current, backup), "the message file cannot be renamed");
-    steps("backup made");
-    Require(RenameFile(compacted, current), "the new file cannot be renamed");
-    Require(SyncDirectory(path_messages), "the new names cannot be put on the disk");
-    steps("renamed");
-    transaction.Commit();
-    steps("committed");
+  const auto change = connection.HasTransactions() ? ChangeAtOnce : ChangeByPlan;
+  if (!change(connection, path_messages, user_id, rows, steps)) {
+    RemoveFile(compacted);
+    return false;
   }
   Require(RemoveFile(backup), "the backup cannot be removed");
   SyncDirectory(path_messages);
@@ -265,8 +311,6 @@ int32_t CompactMessageFile(Connection& connection, const std::string& path_messa
                                               std::to_string(user_id));
   if (dead.ToInt64().value_or(0) <= kCompactionThreshold) return 0;
 
-  // Without transactions a stop among the rows would leave some of them pointing into each file.
-  Require(connection.HasTransactions(), "the connection has no transactions");
   const MessageFileLock lock(connection, path_messages, user_id);
   Require(lock.Held(), "the user's lock cannot be taken");
   try {
@@ -280,6 +324,7 @@ int32_t CompactMessageFile(Connection& connection, const std::string& path_messa
       RecoverMessageFile(connection, path_messages, user_id);
       if (!FileExists(BackupFilePath(path_messages, user_id))) {
         RemoveFile(CompactedFilePath(path_messages, user_id));
+        RemoveFile(PlanFilePath(path_messages, user_id));
       }
     } catch (const std::exception&) {
     }

@@ -18,7 +18,7 @@ bool RecordDeletedSize(Connection& connection, int32_t user_id, int32_t added);
 
 /// Compacts the user's message file when enough of it is dead. 0 on success. Faults of the database
 /// and of the files are thrown (DatabaseError, std::runtime_error); no record is lost by them. It
-/// needs a connection with transactions, takes the user's lock and begins its own transaction.
+/// takes the user's lock and begins its own transaction, where the connection has any.
 int32_t CompactMessageFile(Connection& connection, const std::string& path_messages,
                            int32_t user_id);
 

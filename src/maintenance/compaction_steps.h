@@ -10,7 +10,8 @@
 namespace korvane {
 
 /// Called after each step of a compaction: "copied", "read back", "synced", "rows changed",
-/// "backup made", "renamed", "committed".
+/// "backup made", "renamed", "committed"; on a connection without transactions "plan written",
+/// "backup made", "renamed", "rows deleted", "rows changed" behind the third.
 using CompactionSteps = std::function<void(const char* step)>;
 
 int32_t CompactMessageFile(Connection& connection, const std::string& path_messages,

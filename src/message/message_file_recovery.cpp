@@ -1,11 +1,14 @@
 // Finishing or undoing an interrupted compaction. A compaction renames the message file to the
 // backup and the new file to the message file, commits the new positions and removes the backup; so
-// a backup means that it died on the way, and the rows tell on which side of the commit.
+// a backup means that it died on the way, and the rows tell on which side of the commit. On a
+// connection without transactions the rows are changed behind the renames, by a plan that is on the
+// disk until they are.
 #include <stdexcept>
 #include <vector>
 
 #include "frame/database.h"
 #include "message/message_file.h"
+#include "message/renumbering_plan.h"
 
 namespace korvane {
 
@@ -34,6 +37,10 @@ void RenameOrThrow(const std::string& from, const std::string& to) {
   if (!RenameFile(from, to)) throw std::runtime_error("cannot rename " + from + " to " + to);
 }
 
+void RemoveOrThrow(const std::string& path) {
+  if (!RemoveFile(path)) throw std::runtime_error("cannot remove " + path);
+}
+
 }  // namespace
 
 bool RecoverMessageFile(Connection& connection, const std::string& path_messages, int32_t user_id) {
@@ -42,9 +49,12 @@ bool RecoverMessageFile(Connection& connection, const std::string& path_messages
   const std::string current = MessageFilePath(path_messages, user_id);
   const std::string compacted = CompactedFilePath(path_messages, user_id);
 
-  // Died between the two renames: the rows cannot have been committed.
+  // Died between the two renames: the rows cannot have been changed.
   bool restore = !FileExists(current);
-  if (!restore) {
+  const auto plan = restore ? std::nullopt : ReadPlan(path_messages, user_id);
+  if (plan) {
+    ApplyPlan(connection, user_id, *plan);
+  } else if (!restore) {
     // The deleted rows count too: before the commit they are there and point behind the new file.
     const auto rows = connection.Execute(
         "SELECT body_scaricato, dimensione FROM mail WHERE id_utente=" + std::to_string(user_id) +
@@ -57,10 +67,13 @@ bool RecoverMessageFile(Connection& connection, const std::string& path_messages
     rows->Close();
     restore = Fit(backup, pointers) > Fit(current, pointers);
   }
+  // The plan goes first: without a backup nobody would look at it, and a later compaction must not
+  // find this one's.
+  RemoveOrThrow(PlanFilePath(path_messages, user_id));
   if (restore) {
     RenameOrThrow(backup, current);
-  } else if (!RemoveFile(backup)) {
-    throw std::runtime_error("cannot remove " + backup);
+  } else {
+    RemoveOrThrow(backup);
   }
   RemoveFile(compacted);
   SyncDirectory(path_messages);

@@ -292,23 +292,5 @@ TEST(Compaction, WithoutTheTableOfKnownMessagesItWorksAsEver) {
   store.ExpectNothingLost();
 }
 
-// A connection of a site's own, without transactions.
-class PlainConnection : public WatchedConnection {
- public:
-  using WatchedConnection::WatchedConnection;
-  bool HasTransactions() const override { return false; }
-};
-
-TEST(Compaction, AConnectionWithoutTransactionsIsRefused) {
-  CompactedStore store;
-  store.Fill(3);
-  store.Delete(1);
-  store.Dead(kCompactionThreshold + 1);
-  PlainConnection plain(store.connection());
-  EXPECT_THROW(CompactMessageFile(plain, store.messages_folder(), 7), std::runtime_error);
-  EXPECT_EQ(store.Count(), 3);
-  store.ExpectNothingLost();
-}
-
 }  // namespace
 }  // namespace korvane
