@@ -7,6 +7,7 @@
 #include <sddl.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <type_traits>
 #include <vector>
@@ -109,7 +110,7 @@ bool IsFolder(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// The rename that also takes the place of a file that somebody has open; newer systems have it.
+// The rename that also takes the place of a file that somebody has open. Newer systems have it.
 bool RenameOverOpenFile(const std::wstring& from, const std::wstring& to) {
   const OwnedHandle file = Opened(from, DELETE | SYNCHRONIZE, OPEN_EXISTING, 0);
   if (!file) return false;
@@ -124,6 +125,22 @@ bool RenameOverOpenFile(const std::wstring& from, const std::wstring& to) {
   std::copy(to.begin(), to.end(), info->FileName);
   return SetFileInformationByHandle(file.get(), kRenameWithFlags, info, static_cast<DWORD>(size)) !=
          0;
+}
+
+// What does instead where there is no such rename: an open file can still be given another name. It
+// is gone with the last one who has it open.
+bool RenameOverFileSetAside(const std::wstring& from, const std::wstring& to) {
+  static std::atomic<unsigned> counter{0};
+  const std::wstring aside = to.substr(0, to.rfind(L'\\') + 1) + L".korvane_" +
+                             std::to_wstring(GetCurrentProcessId()) + L"_" +
+                             std::to_wstring(counter.fetch_add(1)) + L".old";
+  if (!MoveFileExW(to.c_str(), aside.c_str(), 0)) return false;
+  if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH)) {
+    DeleteFileW(aside.c_str());
+    return true;
+  }
+  MoveFileExW(aside.c_str(), to.c_str(), 0);
+  return false;
 }
 
 }  // namespace
@@ -266,7 +283,8 @@ bool RemoveFile(const std::string& path) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
-// A scanner may hold a file that was just written, for a moment.
+// A scanner may hold a file that was just written, for a moment: a rename is tried for half a
+// second.
 bool RenameFile(const std::string& from, const std::string& to) {
   const std::wstring source = SystemPath(from);
   const std::wstring target = SystemPath(to);
@@ -282,6 +300,7 @@ bool RenameFile(const std::string& from, const std::string& to) {
     const DWORD error = GetLastError();
     if (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED) return false;
     if (IsFolder(target)) return false;
+    if (RenameOverFileSetAside(source, target)) return true;
   }
   return false;
 }

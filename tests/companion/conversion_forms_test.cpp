@@ -2,8 +2,6 @@
 // the same bytes, and nothing read or written outside the stated sizes (each buffer ends at a page
 // that cannot be touched). The plain form itself is run too: for it the pages are the test.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <random>
@@ -11,36 +9,19 @@
 #include <string_view>
 
 #include "mime/conversions/conversions.h"
+#include "support/guarded_memory.h"
 
 namespace korvane::conversions {
 namespace {
 
 // Bytes that end right before a page without access.
-class Guarded {
+class Guarded : public test::GuardedMemory {
  public:
-  explicit Guarded(size_t size) : size_(size) {
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    mapped_ = (size / page + 2) * page;
-    base_ = static_cast<char*>(
-        mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    EXPECT_NE(base_, MAP_FAILED);
-    EXPECT_EQ(mprotect(base_ + mapped_ - page, page, PROT_NONE), 0);
-    data_ = base_ + mapped_ - page - size;
-  }
+  explicit Guarded(size_t size) : GuardedMemory(size) { EXPECT_TRUE(IsGuarded()); }
   explicit Guarded(std::string_view bytes) : Guarded(bytes.size()) {
-    if (!bytes.empty()) std::memcpy(data_, bytes.data(), bytes.size());
+    if (!bytes.empty()) std::memcpy(data(), bytes.data(), bytes.size());
   }
-  Guarded(const Guarded&) = delete;
-  ~Guarded() { munmap(base_, mapped_); }
-
-  char* data() { return data_; }
-  std::string First(size_t count) const { return {data_, count}; }
-
- private:
-  size_t size_;
-  size_t mapped_ = 0;
-  char* base_ = nullptr;
-  char* data_ = nullptr;
+  std::string First(size_t count) const { return {data(), count}; }
 };
 
 std::string Portable64(std::string_view input) {

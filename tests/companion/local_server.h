@@ -2,13 +2,7 @@
 // connection and runs on a thread; when it returns, the connection is closed.
 #pragma once
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstring>
@@ -17,11 +11,15 @@
 #include <string_view>
 #include <thread>
 
+#include "support/sockets.h"
+
 namespace companion_test {
+
+namespace test = korvane::test;
 
 inline void SendAll(int connection, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t sent = ::send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const std::ptrdiff_t sent = test::SendSome(connection, bytes);
     if (sent <= 0) return;
     bytes.remove_prefix(static_cast<size_t>(sent));
   }
@@ -29,7 +27,7 @@ inline void SendAll(int connection, std::string_view bytes) {
 
 inline std::string ReceiveSome(int connection) {
   char buffer[4096];
-  const ssize_t count = ::recv(connection, buffer, sizeof buffer, 0);
+  const std::ptrdiff_t count = ::recv(connection, buffer, sizeof buffer, 0);
   return count > 0 ? std::string(buffer, static_cast<size_t>(count)) : std::string();
 }
 
@@ -44,7 +42,7 @@ class LocalServer {
   using Script = std::function<void(int connection)>;
 
   explicit LocalServer(Script script, int family = AF_INET, int clients = 1) {
-    listener_ = ::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listener_ = test::NewSocket(family);
     sockaddr_storage address{};
     socklen_t size = 0;
     if (family == AF_INET) {
@@ -65,27 +63,21 @@ class LocalServer {
     port_ = ntohs(family == AF_INET ? reinterpret_cast<sockaddr_in*>(&address)->sin_port
                                     : reinterpret_cast<sockaddr_in6*>(&address)->sin6_port);
     thread_ = std::thread([this, script = std::move(script), clients] {
-      // A signal that the client under test must not raise would still end the test; one that this
-      // side raises would not tell anything.
-      sigset_t pipe;
-      sigemptyset(&pipe);
-      sigaddset(&pipe, SIGPIPE);
-      pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+      test::IgnoreDeadConnections();
       for (int i = 0; i < clients; ++i) {
         // A test that has failed may never connect: the wait ends all the same.
-        pollfd wait{listener_, POLLIN, 0};
-        if (::poll(&wait, 1, 10000) != 1) return;
-        const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (!test::WaitForInput(listener_, 10000)) return;
+        const int connection = test::AcceptOne(listener_);
         if (connection < 0) return;
         script(connection);
-        ::close(connection);
+        test::CloseSocket(connection);
       }
     });
   }
   LocalServer(const LocalServer&) = delete;
   ~LocalServer() {
     thread_.join();
-    ::close(listener_);
+    test::CloseSocket(listener_);
   }
 
   int32_t port() const { return port_; }
@@ -97,20 +89,20 @@ class LocalServer {
 };
 
 inline bool HasIpv6() {
-  const int socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int socket = test::NewSocket(AF_INET6);
   sockaddr_in6 address{};
   address.sin6_family = AF_INET6;
   address.sin6_addr = in6addr_loopback;
   const bool bound =
       socket >= 0 && ::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-  if (socket >= 0) ::close(socket);
+  if (socket >= 0) test::CloseSocket(socket);
   return bound;
 }
 
 // A port on which nobody listens: bound, so that nobody else takes it either.
 class RefusedPort {
  public:
-  RefusedPort() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  RefusedPort() : socket_(test::NewSocket(AF_INET)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -120,7 +112,7 @@ class RefusedPort {
     port_ = ntohs(address.sin_port);
   }
   RefusedPort(const RefusedPort&) = delete;
-  ~RefusedPort() { ::close(socket_); }
+  ~RefusedPort() { test::CloseSocket(socket_); }
   int32_t port() const { return port_; }
 
  private:

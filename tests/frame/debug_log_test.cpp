@@ -1,7 +1,6 @@
 #include "frame/debug_log.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <thread>
@@ -27,14 +26,6 @@ TEST(DebugLog, IsSilentUnlessItIsSwitchedOn) {
   WriteDebugLog(1, folder / "missing", "Place", "cause");
   WriteDebugLog(1, folder.path(), "Place", "cause");
   EXPECT_NE(Log(folder).find("Place: cause\n"), std::string::npos);
-}
-
-TEST(DebugLog, IsForItsOwnerOnly) {
-  const test::TempFolder folder;
-  WriteDebugLog(1, folder.path(), "Place", "cause");
-  struct stat status {};
-  ASSERT_EQ(stat((folder / std::string(kDebugLogName)).c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
 TEST(DebugLog, AnEntryIsOneShortLineWhateverItHolds) {

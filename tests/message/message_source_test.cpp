@@ -85,7 +85,7 @@ class MessageSourceTest : public testing::Test {
     int count = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
       std::string text;
-      ASSERT_TRUE(ReadWholeFile(entry.path(), text));
+      ASSERT_TRUE(ReadWholeFile(entry.path().string(), text));
       if (text.empty()) continue;
       SCOPED_TRACE(entry.path().filename().string());
       const std::string wire = WithTransportDots(WithLineEnds(text, LineEnds::kCrLf));
@@ -133,7 +133,7 @@ TEST_F(MessageSourceTest, NoLineIsBareOrTooLong) {
   for (const char* folder : {"real", "quirky"}) {
     for (const auto& entry : std::filesystem::directory_iterator(kMail + folder)) {
       std::string text;
-      ASSERT_TRUE(ReadWholeFile(entry.path(), text));
+      ASSERT_TRUE(ReadWholeFile(entry.path().string(), text));
       const auto message = store_.Parsed(WithLineEnds(text, LineEnds::kCrLf));
       const auto stored = store_.StoredAndReadBack(*message);
       const std::string source = SourceOf(*stored);

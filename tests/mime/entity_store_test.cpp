@@ -319,8 +319,13 @@ TEST_F(EntityStore, ANameFromAMailNeverLeavesTheFolder) {
       {"../../etc/passwd", "passwd"},
       {"..\\\\..\\\\boot.ini", "boot.ini"},
       {"C:\\\\windows\\\\system.ini", "system.ini"},
+#ifdef _WIN32
+      {"..", "__"},
+      {".", "_"},
+#else
       {"..", ".."},
       {".", "."},
+#endif
       {"a/b\\\\c.txt", "b__c.txt"},
       {"=?utf-8?Q?a=00b=0Ac=1B.txt?=", "a b c .txt"},
       {"a'b.txt", "a'b.txt"},
@@ -359,6 +364,7 @@ TEST_F(EntityStore, ANameOf5000CharactersIsCutInItsMiddle) {
   EXPECT_EQ(root->Children()[0]->Name().size(), 5004u) << "the name to show is whole";
 }
 
+#ifndef _WIN32
 TEST_F(EntityStore, FilesAreMadeForTheOwnerOnly) {
   const auto root = Mixed(kTwoReports);
   ASSERT_TRUE(root->SaveEntityFiles(57, nullptr, true));
@@ -366,6 +372,7 @@ TEST_F(EntityStore, FilesAreMadeForTheOwnerOnly) {
   ASSERT_EQ(stat((attachments_ / "9_57_2_report.pdf").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
+#endif
 
 }  // namespace
 }  // namespace korvane

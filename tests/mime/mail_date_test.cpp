@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "support/hostile_input.h"
+#include "support/time_zone_in_use.h"
 
 namespace korvane {
 namespace {
@@ -359,19 +360,14 @@ TEST(FormatDate, HasNoLeadingNoughts) {
 }
 
 TEST(FormatDate, NowIsThePresentMomentInGmt) {
-  setenv("TZ", "Pacific/Kiritimati", 1);
-  tzset();
+  const test::TimeZoneInUse zone("Pacific/Kiritimati");
   std::string now;
   std::string expected[2];
   for (int attempt = 0; attempt < 2; ++attempt) {
     const std::time_t clock = std::time(nullptr) + attempt;
-    std::tm gmt{};
-    gmtime_r(&clock, &gmt);
-    expected[attempt] = FormatDateTime(gmt);
+    expected[attempt] = FormatDateTime(*std::gmtime(&clock));
     if (attempt == 0) now = FormatNow();
   }
-  unsetenv("TZ");
-  tzset();
   EXPECT_TRUE(now == expected[0] || now == expected[1]) << now << " is not " << expected[0];
 }
 

@@ -34,16 +34,39 @@ TEST(StoredName, WhatAWebServerMightRunGetsAnUnderscoreBehindIt) {
 
 TEST(StoredName, SuchAnExtensionInTheMiddleIsMarkedToo) {
   EXPECT_EQ(Stored("a.php.jpg"), "9_57_2_a.php_.jpg");
-  EXPECT_EQ(Stored("a.php."), "9_57_2_a.php_.");
   EXPECT_EQ(Stored("a.php.cgi"), "9_57_2_a.php_.cgi_");
   EXPECT_EQ(Stored(".php"), "9_57_2_.php_");
 }
 
 TEST(StoredName, HarmlessNamesStayAsTheyAre) {
-  for (const char* name : {"a.txt", "a.pdf", "php", "a.phpot.txt", "a.html", "a b.jpg", "..", ""}) {
+  for (const char* name : {"a.txt", "a.pdf", "php", "a.phpot.txt", "a.html", "a b.jpg", ""}) {
     EXPECT_EQ(Stored(name), std::string("9_57_2_") + name);
   }
 }
+
+#ifdef _WIN32
+TEST(StoredName, WhatWindowsRefusesBecomesUnderscores) {
+  EXPECT_EQ(Stored("a<b>c:d\"e|f?g*h.txt"), "9_57_2_a_b_c_d_e_f_g_h.txt");
+  EXPECT_EQ(Stored("file.txt:stream"), "9_57_2_file.txt_stream");
+}
+
+TEST(StoredName, FullStopsAndBlanksAtTheEndWhichWindowsDropsBecomeUnderscores) {
+  EXPECT_EQ(Stored("a.php."), "9_57_2_a.php__");
+  EXPECT_EQ(Stored("a.txt. ."), "9_57_2_a.txt___");
+  EXPECT_EQ(Stored(".."), "9_57_2___");
+}
+
+TEST(StoredName, NoNameIsThatOfADevice) {
+  for (const char* name : {"CON", "nul.txt", "COM1", "aux.c"}) {
+    EXPECT_EQ(Stored(name), std::string("9_57_2_") + name);
+  }
+}
+#else
+TEST(StoredName, FullStopsAtTheEndStay) {
+  EXPECT_EQ(Stored("a.php."), "9_57_2_a.php_.");
+  EXPECT_EQ(Stored(".."), "9_57_2_..");
+}
+#endif
 
 TEST(StoredName, NeverExceeds255BytesAndKeepsItsExtension) {
   for (size_t length = 230; length < 300; ++length) {

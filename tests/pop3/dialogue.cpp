@@ -76,7 +76,7 @@ Words ReadWords(std::string_view line) {
 
 class Reader {
  public:
-  explicit Reader(const std::filesystem::path& file) { dialogue_.name = file.stem(); }
+  explicit Reader(const std::filesystem::path& file) { dialogue_.name = file.stem().string(); }
 
   void Take(std::string_view line, int number) {
     if (line.empty()) return;

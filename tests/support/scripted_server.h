@@ -2,14 +2,6 @@
 // for a POP3 server in tests that need every byte and every silence under control.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -17,6 +9,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "sockets.h"
 
 namespace korvane::test {
 
@@ -81,7 +75,7 @@ class ScriptedServer {
 
   /// Listens only. Returns the port.
   int32_t Listen() {
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listener_ = NewSocket(AF_INET);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -96,16 +90,13 @@ class ScriptedServer {
   }
 
   /// True when somebody connected and was not taken yet.
-  bool Visited() const {
-    pollfd waiting{listener_, POLLIN, 0};
-    return poll(&waiting, 1, 0) == 1;
-  }
+  bool Visited() const { return WaitForInput(listener_, 0); }
 
   /// Waits for the end of the script, which comes when the client has closed. Returns what went
   /// otherwise than written, or "".
   std::string Finish() {
     if (thread_.joinable()) thread_.join();
-    if (listener_ >= 0) close(std::exchange(listener_, -1));
+    if (listener_ >= 0) CloseSocket(std::exchange(listener_, -1));
     return fault_;
   }
 
@@ -179,21 +170,19 @@ class ScriptedServer {
   }
 
   bool TakeConnection() {
-    pollfd waiting{listener_, POLLIN, 0};
-    if (poll(&waiting, 1, kPatience) != 1) {
+    if (!WaitForInput(listener_, kPatience)) {
       fault_ = "nobody connected";
       return false;
     }
-    client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    const int on = 1;
-    setsockopt(client_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    client_ = AcceptOne(listener_);
+    SendAtOnce(client_);
     input_.clear();
     return client_ >= 0;
   }
 
   bool Send(std::string_view bytes) {
     while (client_ >= 0 && !bytes.empty()) {
-      const ssize_t sent = send(client_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      const std::ptrdiff_t sent = SendSome(client_, bytes);
       if (sent <= 0) return false;  // the client gave up, as some scripts want
       bytes.remove_prefix(static_cast<size_t>(sent));
     }
@@ -202,10 +191,9 @@ class ScriptedServer {
 
   bool ReadLine(std::string& line) {
     for (size_t end; (end = input_.find("\r\n")) == std::string::npos;) {
-      pollfd waiting{client_, POLLIN, 0};
       char buffer[4096];
-      if (client_ < 0 || poll(&waiting, 1, kPatience) != 1) return false;
-      const ssize_t count = recv(client_, buffer, sizeof buffer, 0);
+      if (client_ < 0 || !WaitForInput(client_, kPatience)) return false;
+      const std::ptrdiff_t count = recv(client_, buffer, sizeof buffer, 0);
       if (count <= 0) return false;
       input_.append(buffer, static_cast<size_t>(count));
     }
@@ -219,7 +207,7 @@ class ScriptedServer {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
   }
   void Drop() {
-    if (client_ >= 0) close(std::exchange(client_, -1));
+    if (client_ >= 0) CloseSocket(std::exchange(client_, -1));
   }
 
   std::vector<Step> steps_;
