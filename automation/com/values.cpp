@@ -40,6 +40,13 @@ Any Currency(const CY& amount) {
   return static_cast<double>(amount.int64) / 10000;
 }
 
+/// Scripts make doubles of whole numbers without asking.
+Any Real(double number) {
+  const bool whole = std::abs(number) <= static_cast<double>(kLargestWholeDouble) &&
+                     number == std::floor(number);
+  return whole ? Any(static_cast<int64_t>(number)) : Any(number);
+}
+
 Any Decimal(DECIMAL number) {
   LONG64 whole = 0;
   if (number.scale == 0 && SUCCEEDED(VarI8FromDec(&number, &whole))) return int64_t{whole};
@@ -150,9 +157,9 @@ Any FromVariant(const VARIANT& given, model::Type wanted) {
     case VT_UI8:
       return Unsigned(Plain(value, value.ullVal));
     case VT_R4:
-      return double{Plain(value, value.fltVal)};
+      return Real(double{Plain(value, value.fltVal)});
     case VT_R8:
-      return Plain(value, value.dblVal);
+      return Real(Plain(value, value.dblVal));
     case VT_CY:
       return Currency(Plain(value, value.cyVal));
     case VT_DECIMAL:
