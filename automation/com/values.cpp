@@ -42,8 +42,8 @@ Any Currency(const CY& amount) {
 
 /// Scripts make doubles of whole numbers without asking.
 Any Real(double number) {
-  const bool whole = std::abs(number) <= static_cast<double>(kLargestWholeDouble) &&
-                     number == std::floor(number);
+  const bool whole =
+      std::abs(number) <= static_cast<double>(kLargestWholeDouble) && number == std::floor(number);
   return whole ? Any(static_cast<int64_t>(number)) : Any(number);
 }
 

@@ -136,7 +136,8 @@ TEST(Values, AReferenceToNowhereIsAMistake) {
 }
 
 TEST(Values, KindsThatNobodyKnowsAreAMistake) {
-  for (const int type : {int{VT_RECORD}, int{VT_VARIANT}, int{VT_VOID}, int{VT_LPSTR}, int{VT_CLSID}, 0x0FFF}) {
+  for (const int type :
+       {int{VT_RECORD}, int{VT_VARIANT}, int{VT_VOID}, int{VT_LPSTR}, int{VT_CLSID}, 0x0FFF}) {
     EXPECT_THROW(In(Of(static_cast<VARTYPE>(type))), ArgumentError) << type;
   }
   EXPECT_THROW(In(Of(VT_ARRAY | VT_VARIANT)), ArgumentError);
