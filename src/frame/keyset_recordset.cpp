@@ -10,31 +10,18 @@ namespace korvane {
 namespace {
 
 using Kind = DatabaseError::Kind;
+using namespace recordset;
 
 /// Whole rows are read this many at a time.
 constexpr int64_t kRowBlock = 32;
 /// Identifiers of a "TOP n" query are read this many at a time: its reader wants one page of it.
 constexpr int64_t kKeyWindow = 256;
 
-[[noreturn]] void Fail(const std::string& what, Kind kind = Kind::kOther) {
-  throw DatabaseError(kind, "recordset: " + what);
-}
-
-size_t FindColumn(const std::vector<Column>& columns, std::string_view name) {
-  for (size_t i = 0; i < columns.size(); ++i) {
-    if (SameName(columns[i].name, name)) return i;
-  }
-  Fail("no column " + std::string(name));
-}
-
 int64_t KeyOf(const Cell& cell) {
   int64_t key = 0;
   if (cell) std::from_chars(cell->data(), cell->data() + cell->size(), key);
   return key;
 }
-
-/// Name as the catalogue gives it, in a form that no engine takes for a word of its own.
-std::string Quoted(const std::string& name) { return '"' + name + '"'; }
 
 /// The identifiers of a query's rows, in order, as far as they are needed.
 ///
@@ -389,163 +376,15 @@ class KeysetRecordset final : public Recordset {
   mutable std::optional<std::vector<bool>> sent_;  ///< its cells that are known
 };
 
-class RowsRecordset final : public Recordset {
- public:
-  RowsRecordset(bool month_first, Rows rows) : month_first_(month_first), rows_(std::move(rows)) {}
-
-  bool Eof() const override {
-    CheckOpen();
-    return position_ < 0 || position_ >= Count();
-  }
-  void MoveNext() override { Move(1); }
-  void MovePrevious() override { Move(-1); }
-  void Move(int64_t rows) override {
-    CheckOpen();
-    const int64_t count = Count();
-    position_ = std::clamp<int64_t>(position_ + std::clamp(rows, -count - 1, count + 1), -1, count);
-  }
-  void MoveLast() override {
-    CheckOpen();
-    position_ = std::max<int64_t>(Count() - 1, 0);
-  }
-  Any Field(std::string_view name) const override {
-    return FieldAt(FindColumn(rows_.columns, name));
-  }
-  Any FieldAt(size_t index) const override {
-    if (index >= rows_.columns.size()) Fail("no such column");
-    if (Eof()) Fail("no current row");
-    return CellValue(rows_.Row(static_cast<size_t>(position_))[index], rows_.columns[index].kind,
-                     month_first_);
-  }
-  void SetField(std::string_view, const Any&) override { Refuse(); }
-  void AddNew() override { Refuse(); }
-  void Update() override { Refuse(); }
-  void CancelUpdate() override { CheckOpen(); }
-  void Close() override {
-    open_ = false;
-    rows_ = {};
-  }
-  bool IsOpen() const override { return open_; }
-
- private:
-  int64_t Count() const { return static_cast<int64_t>(rows_.Count()); }
-  void CheckOpen() const {
-    if (!open_) Fail("it is closed");
-  }
-  [[noreturn]] void Refuse() const {
-    CheckOpen();
-    Fail("its rows are read-only");
-  }
-
-  bool month_first_;
-  Rows rows_;
-  int64_t position_ = 0;
-  bool open_ = true;
-};
-
-/// The one identifier among the columns.
-std::optional<size_t> KeyColumn(const std::vector<Column>& columns) {
-  std::optional<size_t> key;
-  for (size_t i = 0; i < columns.size(); ++i) {
-    if (!columns[i].key) continue;
-    if (key || columns[i].kind != ColumnKind::kInteger) return std::nullopt;
-    key = i;
-  }
-  return key;
-}
-
-std::string TableName(const DatabaseSession& session, const std::string& table) {
-  return Quoted(session.driver->dialect() == Dialect::kPostgresql ? LowerName(table) : table);
-}
-
-/// Where a site declared no primary key, the system's own identifiers still are one.
-void MarkIdentifier(const std::string& table, std::vector<Column>& columns) {
-  static constexpr std::pair<std::string_view, std::string_view> kIdentifiers[] = {
-      {"mail", "id_mail"},
-      {"ultimi_scaricamenti", "id_scaricamento"},
-      {"pulizia", "id_pulizia"},
-      {"testdata", "idtestdata"}};
-  if (std::ranges::any_of(columns, &Column::key)) return;
-  const auto known =
-      std::ranges::find(kIdentifiers, LowerName(table), [](const auto& one) { return one.first; });
-  if (known == std::end(kIdentifiers)) return;
-  for (Column& column : columns) column.key = SameName(column.name, known->second);
-}
-
 }  // namespace
 
-const std::vector<Column>& DatabaseSession::ColumnsOf(const std::string& table) {
-  const auto found = tables_.find(table);
-  if (found != tables_.end()) return found->second;
-  static const std::vector<Column> kNone;
-  std::vector<Column> columns = driver->Describe(table);
-  if (columns.empty()) return kNone;  // not kept: it may be made later
-  MarkIdentifier(table, columns);
-  return tables_.emplace(table, std::move(columns)).first->second;
-}
-
-std::shared_ptr<Recordset> OpenKeyset(const std::shared_ptr<DatabaseSession>& session,
-                                      const SelectShape& shape) {
-  const std::vector<Column>& all = session->ColumnsOf(shape.table);
-  if (all.empty()) Fail("no table " + shape.table);
-  const auto table_key = KeyColumn(all);
-  if (!table_key) return nullptr;
-
-  std::vector<Column> columns;
-  std::optional<size_t> key;
-  for (const std::string& name : shape.columns) {
-    const size_t index = FindColumn(all, name);
-    if (index == *table_key) key = columns.size();
-    columns.push_back(all[index]);
-  }
-  if (shape.columns.empty()) {
-    columns = all;
-    key = table_key;
-  } else if (!key) {
-    key = columns.size();
-    columns.push_back(all[*table_key]);
-  }
-
-  const std::string table = TableName(*session, shape.table);
-  const std::string key_name = Quoted(all[*table_key].name);
-  BoundStatement keys{"SELECT " + key_name + " FROM " + table, shape.condition.parameters};
-  if (!shape.condition.text.empty()) keys.text += " WHERE " + shape.condition.text;
-  std::string order;
-  bool ordered_by_key = false;
-  for (const SelectShape::Term& term : shape.order) {
-    const size_t index = FindColumn(all, term.column);
-    ordered_by_key = ordered_by_key || index == *table_key;
-    const std::string direction = term.descending ? " DESC" : "";
-    if (!order.empty()) order += ",";
-    if (session->driver->dialect() == Dialect::kPostgresql &&
-        all[index].kind == ColumnKind::kText && all[index].longest == 0) {
-      // An index entry there is bounded: the beginning is indexed, and to order by it first changes
-      // nothing in the order of the whole.
-      order += "left(" + Quoted(all[index].name) + ",200)" + direction + ",";
-    }
-    order += Quoted(all[index].name) + direction;
-  }
-  if (!ordered_by_key) {
-    const bool descending = !shape.order.empty() && shape.order.front().descending;
-    order += (order.empty() ? "" : ",") + key_name + (descending ? " DESC" : "");
-  }
-  keys.text += " ORDER BY " + order;
-
-  auto recordset = std::make_shared<KeysetRecordset>(session, table, std::move(columns), key);
-  recordset->Select(std::move(keys), shape.top);
+std::shared_ptr<Recordset> MakeKeyset(std::shared_ptr<DatabaseSession> session, std::string table,
+                                      std::vector<Column> columns, std::optional<size_t> key,
+                                      std::optional<KeyQuery> query) {
+  const auto recordset = std::make_shared<KeysetRecordset>(std::move(session), std::move(table),
+                                                           std::move(columns), key);
+  if (query) recordset->Select(std::move(query->keys), query->top);
   return recordset;
-}
-
-std::shared_ptr<Recordset> OpenForAdding(const std::shared_ptr<DatabaseSession>& session,
-                                         const std::string& table) {
-  const std::vector<Column>& columns = session->ColumnsOf(table);
-  if (columns.empty()) Fail("no table " + table);
-  return std::make_shared<KeysetRecordset>(session, TableName(*session, table), columns,
-                                           KeyColumn(columns));
-}
-
-std::shared_ptr<Recordset> HoldRows(const std::shared_ptr<DatabaseSession>& session, Rows rows) {
-  return std::make_shared<RowsRecordset>(session->month_first, std::move(rows));
 }
 
 }  // namespace korvane

@@ -49,4 +49,27 @@ std::shared_ptr<Recordset> OpenForAdding(const std::shared_ptr<DatabaseSession>&
                                          const std::string& table);
 std::shared_ptr<Recordset> HoldRows(const std::shared_ptr<DatabaseSession>& session, Rows rows);
 
+/// What gives the identifiers of a keyset in order, without a limit, and how many of them count.
+struct KeyQuery {
+  BoundStatement keys;
+  std::optional<int64_t> top;
+};
+
+/// For OpenKeyset and OpenForAdding, which know what the table is like; without a query there are
+/// no rows but new ones.
+std::shared_ptr<Recordset> MakeKeyset(std::shared_ptr<DatabaseSession> session, std::string table,
+                                      std::vector<Column> columns, std::optional<size_t> key,
+                                      std::optional<KeyQuery> query);
+
+namespace recordset {
+
+[[noreturn]] void Fail(const std::string& what,
+                       DatabaseError::Kind kind = DatabaseError::Kind::kOther);
+/// Fails where there is no column of that name, in any case.
+size_t FindColumn(const std::vector<Column>& columns, std::string_view name);
+/// Name as the catalogue gives it, in a form that no engine takes for a word of its own.
+std::string Quoted(const std::string& name);
+
+}  // namespace recordset
+
 }  // namespace korvane
