@@ -3,27 +3,15 @@
 #include <algorithm>
 
 #include "frame/code_page.h"
+#include "frame/settings_text.h"
 
 namespace korvane {
 
 namespace {
 
-constexpr std::string_view kHead = "Windows Registry Editor Version 5.00";
+using namespace settings_text;
+
 constexpr std::string_view kOldHead = "REGEDIT4";
-
-// Names are compared in any case; letters beyond ASCII have to match.
-std::string Folded(std::string_view text) {
-  std::string folded(text);
-  for (char& c : folded) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
-  }
-  return folded;
-}
-
-std::string FoldedKey(std::string_view key) {
-  while (!key.empty() && key.back() == '\\') key.remove_suffix(1);
-  return Folded(key);
-}
 
 // A carriage return counts: an editor may have left two before a line feed.
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
@@ -69,95 +57,6 @@ bool ParseQuoted(std::string_view text, size_t& i, bool lines, std::string& valu
   if (at >= text.size()) return false;
   i = at + 1;
   return true;
-}
-
-std::string Quoted(std::string_view text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '\\' || c == '"') quoted += '\\';
-    quoted += c;
-  }
-  return quoted + '"';
-}
-
-// UTF-16 to UTF-8 and back. A surrogate that stands alone takes the three bytes that its number
-// would have, so that a file is written back as it was.
-std::string Utf16ToText(std::string_view bytes, bool big_endian) {
-  std::string text;
-  text.reserve(bytes.size());
-  const auto unit_at = [&](size_t i) {
-    const auto first = static_cast<unsigned char>(bytes[i]);
-    const auto second = static_cast<unsigned char>(bytes[i + 1]);
-    return static_cast<uint32_t>(big_endian ? first << 8 | second : second << 8 | first);
-  };
-  for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    uint32_t c = unit_at(i);
-    if (c >= 0xD800 && c < 0xDC00 && i + 3 < bytes.size()) {
-      const uint32_t low = unit_at(i + 2);
-      if (low >= 0xDC00 && low < 0xE000) {
-        c = 0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00);
-        i += 2;
-      }
-    }
-    if (c < 0x80) {
-      text += static_cast<char>(c);
-    } else if (c < 0x800) {
-      text += static_cast<char>(0xC0 | c >> 6);
-      text += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      if (c < 0x10000) {
-        text += static_cast<char>(0xE0 | c >> 12);
-      } else {
-        text += static_cast<char>(0xF0 | c >> 18);
-        text += static_cast<char>(0x80 | (c >> 12 & 0x3F));
-      }
-      text += static_cast<char>(0x80 | (c >> 6 & 0x3F));
-      text += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return text;
-}
-
-void AppendUnit(std::string& bytes, uint32_t unit, bool big_endian) {
-  const char high = static_cast<char>(unit >> 8);
-  const char low = static_cast<char>(unit);
-  bytes += big_endian ? high : low;
-  bytes += big_endian ? low : high;
-}
-
-// `text` is what Utf16ToText makes, or anything else: bytes that are no UTF-8 are of the code page.
-std::string TextToUtf16(std::string_view text, bool big_endian) {
-  std::string bytes;
-  bytes.reserve(text.size() * 2);
-  const auto at = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
-  const auto continues = [&](size_t i, size_t n) {
-    if (i + n >= text.size()) return false;
-    for (size_t k = 1; k <= n; ++k) {
-      if ((at(i + k) & 0xC0) != 0x80) return false;
-    }
-    return true;
-  };
-  for (size_t i = 0; i < text.size();) {
-    const uint32_t lead = at(i);
-    if (lead >= 0xF0 && lead < 0xF5 && continues(i, 3)) {
-      const uint32_t c = (lead & 0x07) << 18 | (at(i + 1) & 0x3Fu) << 12 |
-                         (at(i + 2) & 0x3Fu) << 6 | (at(i + 3) & 0x3Fu);
-      AppendUnit(bytes, 0xD800 + ((c - 0x10000) >> 10), big_endian);
-      AppendUnit(bytes, 0xDC00 + ((c - 0x10000) & 0x3FF), big_endian);
-      i += 4;
-    } else if (lead >= 0xE0 && lead < 0xF0 && continues(i, 2)) {
-      AppendUnit(bytes, (lead & 0x0F) << 12 | (at(i + 1) & 0x3Fu) << 6 | (at(i + 2) & 0x3Fu),
-                 big_endian);
-      i += 3;
-    } else if (lead >= 0xC2 && lead < 0xE0 && continues(i, 1)) {
-      AppendUnit(bytes, (lead & 0x1F) << 6 | (at(i + 1) & 0x3Fu), big_endian);
-      i += 2;
-    } else {
-      AppendUnit(bytes, lead, big_endian);
-      ++i;
-    }
-  }
-  return bytes;
 }
 
 }  // namespace
@@ -368,148 +267,6 @@ const SettingsFile::Value* SettingsFile::Find(std::string_view key, std::string_
   if (values == keys_.end()) return nullptr;
   const auto found = values->second.find(Folded(name));
   return found == values->second.end() ? nullptr : &found->second;
-}
-
-void SettingsFile::Append(std::string_view text) {
-  if (items_.empty()) {
-    Item head;
-    head.raw = std::string(kHead) + line_end_;
-    items_.push_back(std::move(head));
-  }
-  if (!items_.back().raw.ends_with('\n')) items_.back().raw += line_end_;
-  for (size_t i = 0; i < text.size();) {
-    const size_t from = i;
-    Item item = ParseItem(text, i);
-    item.raw = text.substr(from, i - from);
-    items_.push_back(std::move(item));
-  }
-}
-
-std::string SettingsFile::ValueLine(std::string_view name, const Value& value) const {
-  std::string line = name.empty() ? "@" : Quoted(name);
-  line += '=';
-  constexpr char kDigits[] = "0123456789abcdef";
-  const auto append_hex = [&](unsigned char byte) {
-    line += kDigits[byte >> 4];
-    line += kDigits[byte & 15];
-  };
-  if (value.type == kNumber && value.data.size() == 4) {
-    line += "dword:";
-    for (size_t i = 4; i-- > 0;) append_hex(static_cast<unsigned char>(value.data[i]));
-    return line + line_end_;
-  }
-  std::string_view text = value.data;
-  if (text.ends_with('\0')) text.remove_suffix(1);
-  const bool plain = std::ranges::none_of(
-      text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
-  if (value.type == kText && plain) return line + Quoted(text) + line_end_;
-  std::string bytes = value.data;
-  const bool is_text = value.type == kText || value.type == kExpandText || value.type == kMultiText;
-  if (is_text && !code_page_format_) bytes = TextToUtf16(bytes, false);
-  line += "hex(";
-  const std::string type = [&] {
-    std::string digits;
-    for (uint32_t rest = value.type; rest != 0 || digits.empty(); rest >>= 4) {
-      digits.insert(digits.begin(), kDigits[rest & 15]);
-    }
-    return digits;
-  }();
-  line += type + "):";
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    if (i != 0) line += ',';
-    append_hex(static_cast<unsigned char>(bytes[i]));
-  }
-  return line + line_end_;
-}
-
-void SettingsFile::Set(std::string_view key, std::string_view name, const Value& value) {
-  CreateKey(key);
-  const std::string folded_key = FoldedKey(key);
-  const std::string folded_name = Folded(name);
-  // The last place that has a say about this value, and the last one of its key: what stands there
-  // wins over everything before it.
-  std::string current;
-  size_t of_value = 0;
-  size_t of_key = 0;
-  for (size_t i = 0; i < items_.size(); ++i) {
-    const Item& item = items_[i];
-    if (item.kind == Item::Kind::kKey) {
-      current = item.name;
-      if (current == folded_key) of_key = i + 1;
-    } else if (item.kind == Item::Kind::kKeyDeleted) {
-      current.clear();
-      if (folded_key == item.name || folded_key.starts_with(item.name + '\\')) of_value = 0;
-    } else if (item.kind != Item::Kind::kOther && current == folded_key) {
-      of_key = i + 1;
-      if (item.name == folded_name) of_value = i + 1;
-    }
-  }
-  Item item;
-  item.kind = Item::Kind::kValue;
-  item.name = folded_name;
-  item.value = value;
-  item.raw = ValueLine(name, value);
-  if (of_value != 0) {
-    items_[of_value - 1] = std::move(item);
-  } else {
-    std::string& before = items_[of_key - 1].raw;
-    if (!before.ends_with('\n')) before += line_end_;
-    items_.insert(items_.begin() + static_cast<std::ptrdiff_t>(of_key), std::move(item));
-  }
-  Apply();
-}
-
-bool SettingsFile::Delete(std::string_view key, std::string_view name) {
-  if (!Find(key, name)) return false;
-  const std::string folded_key = FoldedKey(key);
-  const std::string folded_name = Folded(name);
-  std::string current;
-  std::erase_if(items_, [&](const Item& item) {
-    if (item.kind == Item::Kind::kKey) current = item.name;
-    if (item.kind == Item::Kind::kKeyDeleted) current.clear();
-    return item.kind == Item::Kind::kValue && current == folded_key && item.name == folded_name;
-  });
-  Apply();
-  return true;
-}
-
-void SettingsFile::CreateKey(std::string_view key) {
-  if (keys_.contains(FoldedKey(key))) return;
-  while (!key.empty() && key.back() == '\\') key.remove_suffix(1);
-  Append(line_end_ + "[" + std::string(key) + "]" + line_end_);
-  Apply();
-}
-
-void SettingsFile::DeleteKey(std::string_view key) {
-  const std::string folded = FoldedKey(key);
-  const std::string below = folded + '\\';
-  bool inside = false;
-  std::erase_if(items_, [&](const Item& item) {
-    if (item.kind == Item::Kind::kKey) {
-      inside = item.name == folded || item.name.starts_with(below);
-    } else if (item.kind == Item::Kind::kKeyDeleted) {
-      inside = false;
-    }
-    return inside;
-  });
-  Apply();
-  // Its parent was there through it alone, perhaps; it stays.
-  const size_t cut = key.rfind('\\');
-  if (cut != std::string_view::npos && !HasKey(key.substr(0, cut))) CreateKey(key.substr(0, cut));
-}
-
-SettingsFile::Value SettingsFile::Text(std::string_view text) {
-  Value value;
-  value.data = std::string(text.substr(0, text.find('\0'))) + '\0';
-  return value;
-}
-
-SettingsFile::Value SettingsFile::Number(int32_t number) {
-  const auto bits = static_cast<uint32_t>(number);
-  Value value;
-  value.type = kNumber;
-  for (int shift = 0; shift < 32; shift += 8) value.data += static_cast<char>(bits >> shift);
-  return value;
 }
 
 }  // namespace korvane
