@@ -59,9 +59,8 @@ CREATE INDEX IF NOT EXISTS mail_per_id
 -- Is this message stored already?
 CREATE INDEX IF NOT EXISTS mail_doppioni
   ON mail (id_utente, id_server, campo_MessageId);
--- Which messages of a box are not read?
-CREATE INDEX IF NOT EXISTS mail_non_letti
-  ON mail (id_utente, id_cartella, Cancellata, Letto, id_mail);
+-- What conteggi_non_letti tells now.
+DROP INDEX IF EXISTS mail_non_letti;
 -- The records of a user's message file in their order.
 CREATE INDEX IF NOT EXISTS mail_posizioni
   ON mail (id_utente, body_scaricato, id_mail, Cancellata);
@@ -98,6 +97,38 @@ END;
 -- A table that was filled before the triggers were there.
 INSERT OR IGNORE INTO conteggi_cartelle
   SELECT id_utente, id_cartella, Cancellata, COUNT(*) FROM mail GROUP BY 1, 2, 3;
+
+-- And how many of those that are here are not read: every page of a site shows it for every box.
+CREATE TABLE IF NOT EXISTS conteggi_non_letti (
+  id_utente   INTEGER NOT NULL,
+  id_cartella INTEGER NOT NULL,
+  numero      INTEGER NOT NULL,
+  PRIMARY KEY (id_utente, id_cartella)
+) WITHOUT ROWID;
+CREATE TRIGGER IF NOT EXISTS mail_non_letta_nuova AFTER INSERT ON mail
+  WHEN NEW.Cancellata = 0 AND NEW.Letto = 0
+BEGIN
+  INSERT INTO conteggi_non_letti VALUES (NEW.id_utente, NEW.id_cartella, 1)
+    ON CONFLICT DO UPDATE SET numero = numero + 1;
+END;
+CREATE TRIGGER IF NOT EXISTS mail_non_letta_tolta AFTER DELETE ON mail
+  WHEN OLD.Cancellata = 0 AND OLD.Letto = 0
+BEGIN
+  UPDATE conteggi_non_letti SET numero = numero - 1
+   WHERE id_utente = OLD.id_utente AND id_cartella = OLD.id_cartella;
+END;
+CREATE TRIGGER IF NOT EXISTS mail_non_letta_cambiata
+  AFTER UPDATE OF id_utente, id_cartella, Cancellata, Letto ON mail
+BEGIN
+  UPDATE conteggi_non_letti SET numero = numero - 1
+   WHERE id_utente = OLD.id_utente AND id_cartella = OLD.id_cartella
+     AND OLD.Cancellata = 0 AND OLD.Letto = 0;
+  INSERT INTO conteggi_non_letti
+    SELECT NEW.id_utente, NEW.id_cartella, 1 WHERE NEW.Cancellata = 0 AND NEW.Letto = 0
+    ON CONFLICT DO UPDATE SET numero = numero + 1;
+END;
+INSERT OR IGNORE INTO conteggi_non_letti
+  SELECT id_utente, id_cartella, COUNT(*) FROM mail WHERE Cancellata = 0 AND Letto = 0 GROUP BY 1, 2;
 
 CREATE TABLE IF NOT EXISTS messaggi_eliminati (
   id_eliminato     INTEGER NOT NULL PRIMARY KEY,

@@ -30,21 +30,28 @@ std::vector<BoxCount> CountBoxes(Connection& database, int32_t user) {
   // The counts that the schema keeps by triggers, where it does: counting a large box takes longer
   // than the rest of a page.
   const std::string where = OfUser(user) + " AND Cancellata=0";
-  const std::string counts =
-      database.HasTable("conteggi_cartelle")
-          ? "SELECT id_cartella, numero AS n FROM conteggi_cartelle" + where
-          : "SELECT id_cartella, COUNT(*) AS n FROM mail" + where + " GROUP BY id_cartella";
-  for (auto rows = database.Execute(counts); !rows->Eof(); rows->MoveNext()) {
-    const int64_t messages = rows->Field("n").ToInt64().value_or(0);
-    if (messages > 0) place(rows->Field("id_cartella").ToInt32().value_or(0)).messages = messages;
-  }
-  for (BoxCount& box : boxes) {
-    // Only as far as it is shown: "99+".
-    for (auto rows = database.Execute("SELECT TOP " + std::to_string(kMostUnreadShown + 1) +
-                                      " id_mail FROM mail" + OfUser(user) + " AND id_cartella=" +
-                                      std::to_string(box.box) + " AND Cancellata=0 AND Letto=0");
-         !rows->Eof(); rows->MoveNext()) {
-      ++box.unread;
+  const auto each = [&](const std::string& statement, int64_t BoxCount::*count) {
+    for (auto rows = database.Execute(statement); !rows->Eof(); rows->MoveNext()) {
+      const int64_t number = rows->Field("n").ToInt64().value_or(0);
+      if (number > 0) place(rows->Field("id_cartella").ToInt32().value_or(0)).*count = number;
+    }
+  };
+  each(database.HasTable("conteggi_cartelle")
+           ? "SELECT id_cartella, numero AS n FROM conteggi_cartelle" + where
+           : "SELECT id_cartella, COUNT(*) AS n FROM mail" + where + " GROUP BY id_cartella",
+       &BoxCount::messages);
+  if (database.HasTable("conteggi_non_letti")) {
+    each("SELECT id_cartella, numero AS n FROM conteggi_non_letti" + OfUser(user),
+         &BoxCount::unread);
+  } else {
+    for (BoxCount& box : boxes) {
+      // Only as far as it is shown: "99+".
+      for (auto rows = database.Execute("SELECT TOP " + std::to_string(kMostUnreadShown + 1) +
+                                        " id_mail FROM mail" + OfUser(user) + " AND id_cartella=" +
+                                        std::to_string(box.box) + " AND Cancellata=0 AND Letto=0");
+           !rows->Eof(); rows->MoveNext()) {
+        ++box.unread;
+      }
     }
   }
   std::ranges::sort(boxes, {}, &BoxCount::box);

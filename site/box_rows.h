@@ -17,7 +17,7 @@ inline constexpr int64_t kMostUnreadShown = 99;
 struct BoxCount {
   int32_t box = 0;
   int64_t messages = 0;
-  int64_t unread = 0;  ///< kMostUnreadShown + 1: more than that
+  int64_t unread = 0;  ///< at least kMostUnreadShown + 1: more than is shown
 };
 
 int64_t CountAccountRows(Connection& database, int32_t user, int32_t account);

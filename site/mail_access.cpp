@@ -14,7 +14,8 @@ std::string FaultText(int32_t number, const std::string& text) {
   return said;
 }
 
-MailAccess::MailAccess(int32_t installation) : boss_(std::make_shared<BossObject>()) {
+MailAccess::MailAccess(int32_t installation)
+    : installation_(installation), boss_(std::make_shared<BossObject>()) {
   if (!boss_->Init(installation)) {
     throw std::runtime_error(FaultText(boss_->GetLastError(), boss_->GetLastErrorDesc()));
   }
@@ -36,13 +37,18 @@ std::shared_ptr<Connection> MailAccess::Database() {
 }
 
 std::unique_ptr<Mail> MailAccess::Open(int32_t user, int32_t account) {
+  // The settings as they are now. The copy keeps what the database said about its dates.
+  auto boss = std::make_shared<BossObject>(*boss_);
+  if (!boss->Init(installation_)) {
+    throw PageFault(503, FaultText(boss->GetLastError(), boss->GetLastErrorDesc()));
+  }
   auto mail = std::make_unique<Mail>();
   mail->database = Database();
   mail->web.ConnDataBase(mail->database);
   mail->web.UserId(user);
-  mail->has_account = mail->web.Init(boss_, account);
+  mail->has_account = mail->web.Init(boss, account);
   // Stored mail can be read without an account.
-  if (!mail->has_account && !mail->web.Init(boss_, -10)) {
+  if (!mail->has_account && !mail->web.Init(boss, -10)) {
     throw PageFault(503, FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
   }
   return mail;

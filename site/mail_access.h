@@ -46,7 +46,8 @@ class MailAccess {
   std::unique_lock<std::mutex> LockUser(int32_t user);
 
  private:
-  std::shared_ptr<BossObject> boss_;
+  int32_t installation_;
+  std::shared_ptr<BossObject> boss_;  ///< as read when the site started
   std::mutex mutex_;
   std::map<int32_t, std::unique_ptr<std::mutex>> users_;
 };

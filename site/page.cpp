@@ -1,21 +1,16 @@
 #include "page.h"
 
-#include <cstdio>
-
 #include "box_rows.h"
 
 namespace korvane::site {
 
 std::string SizeText(int64_t bytes) {
-  char text[32];
-  if (bytes < 1024) {
-    std::snprintf(text, sizeof text, "%d B", static_cast<int>(bytes));
-  } else if (bytes < 1024 * 1024) {
-    std::snprintf(text, sizeof text, "%.0f KB", static_cast<double>(bytes) / 1024);
-  } else {
-    std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / (1024 * 1024));
-  }
-  return text;
+  constexpr int64_t kKilo = 1024;
+  constexpr int64_t kMega = kKilo * 1024;
+  if (bytes < kKilo) return std::to_string(bytes) + " B";
+  if (bytes < kMega) return std::to_string((bytes + kKilo / 2) / kKilo) + " KB";
+  const int64_t tenths = (bytes * 10 + kMega / 2) / kMega;
+  return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + " MB";
 }
 
 std::string BoxName(int32_t box) {
@@ -29,63 +24,46 @@ std::string DateText(const MailMessage& message) {
   return sent.empty() || sent.find('?') != std::string::npos ? message.ReceivedDate() : sent;
 }
 
-namespace {
-std::string TemplateFile(const Visit& visit, const std::string& name) {
-  return visit.site.options.assets + "/templates/" + name + ".html";
-}
-}  // namespace
-
 Page::Page(const Visit& visit, const std::string& title, const std::string& content)
-    : visit_(visit), layout_("layout") {
+    : visit_(visit), content_(layout_.Include("CONTENT", visit.site.templates.File(content))) {
   layout_.SetValue("TITLE", title);
-  content_ = layout_.AddIncludeDictionary("CONTENT");
-  content_->SetFilename(TemplateFile(visit, content));
   if (visit.login) {
-    content_->SetValue("CSRF", visit.login->csrf);
+    content_.SetValue("CSRF", visit.login->csrf);
     layout_.SetValue("CSRF", visit.login->csrf);
   }
 }
 
-ctemplate::TemplateDictionary& Page::Row(const std::string& section) {
-  return *content_->AddSectionDictionary(section);
-}
-
 void Page::FillNavigation() {
-  auto* navigation = layout_.AddSectionDictionary("NAVIGATION");
-  navigation->SetValue("USER", visit_.login->name);
+  auto& navigation = layout_.AddSection("NAVIGATION");
+  navigation.SetValue("USER", visit_.login->name);
   for (const BoxCount& box : CountBoxes(*visit_.site.mail.Database(), visit_.user())) {
-    auto* row = navigation->AddSectionDictionary("BOX");
-    row->SetIntValue("BOX_ID", box.box);
-    row->SetValue("BOX_NAME", BoxName(box.box));
-    row->SetIntValue("BOX_COUNT", static_cast<long>(box.messages));
+    auto& row = navigation.AddSection("BOX");
+    row.SetIntValue("BOX_ID", box.box);
+    row.SetValue("BOX_NAME", BoxName(box.box));
+    row.SetIntValue("BOX_COUNT", box.messages);
     if (box.unread > 0) {
-      row->AddSectionDictionary("BOX_UNREAD")
-          ->SetValue("UNREAD", box.unread > kMostUnreadShown
-                                   ? std::to_string(kMostUnreadShown) + "+"
-                                   : std::to_string(box.unread));
+      row.AddSection("BOX_UNREAD")
+          .SetValue("UNREAD", box.unread > kMostUnreadShown ? std::to_string(kMostUnreadShown) + "+"
+                                                            : std::to_string(box.unread));
     }
-    if (box.box == box_) row->ShowSection("BOX_CURRENT");
+    if (box.box == box_) row.ShowSection("BOX_CURRENT");
   }
   for (const Login::Notice& notice : visit_.login->TakeNotices()) {
-    auto* row = layout_.AddSectionDictionary("NOTICE");
-    row->SetValue("NOTICE_TEXT", notice.text);
-    row->SetValue("NOTICE_KIND", notice.fault ? "fault" : "told");
-    row->SetValue("NOTICE_ROLE", notice.fault ? "alert" : "status");
+    auto& row = layout_.AddSection("NOTICE");
+    row.SetValue("NOTICE_TEXT", notice.text);
+    row.SetValue("NOTICE_KIND", notice.fault ? "fault" : "told");
+    row.SetValue("NOTICE_ROLE", notice.fault ? "alert" : "status");
     if (!notice.undo.empty()) {
-      row->AddSectionDictionary("NOTICE_UNDO")->SetValue("UNDO_IDS", notice.undo);
+      row.AddSection("NOTICE_UNDO").SetValue("UNDO_IDS", notice.undo);
     }
   }
 }
 
 void Page::Answer(int status) {
   if (visit_.login) FillNavigation();
-  std::string html;
-  if (!ctemplate::ExpandTemplate(TemplateFile(visit_, "layout"), ctemplate::STRIP_WHITESPACE,
-                                 &layout_, &html)) {
-    throw PageFault(500, "A template of this site is missing or damaged.");
-  }
   visit_.response.status = status;
-  visit_.response.set_content(html, "text/html; charset=utf-8");
+  visit_.response.body = visit_.site.templates.Expand("layout", layout_);
+  visit_.response.set_header("Content-Type", "text/html; charset=utf-8");
 }
 
 }  // namespace korvane::site

@@ -2,11 +2,10 @@
 // template for the place where it stands.
 #pragma once
 
-#include <ctemplate/template.h>
-
 #include <memory>
 #include <string>
 
+#include "template_values.h"
 #include "visit.h"
 
 namespace korvane::site {
@@ -16,19 +15,17 @@ class Page {
   /// `content`: the name of a template without its ending.
   Page(const Visit& visit, const std::string& title, const std::string& content);
 
-  /// The dictionary of the content.
-  ctemplate::TemplateDictionary& operator*() { return *content_; }
-  ctemplate::TemplateDictionary* operator->() { return content_; }
-  void Set(const std::string& name, const std::string& value) { content_->SetValue(name, value); }
-  void Set(const std::string& name, int64_t value) {
-    content_->SetIntValue(name, static_cast<long>(value));
-  }
-  void Show(const std::string& section) { content_->ShowSection(section); }
-  void ShowIf(bool condition, const std::string& section) {
-    if (condition) content_->ShowSection(section);
+  /// The values of the content.
+  TemplateValues& operator*() { return content_; }
+  TemplateValues* operator->() { return &content_; }
+  void Set(std::string_view name, std::string value) { content_.SetValue(name, std::move(value)); }
+  void Set(std::string_view name, int64_t value) { content_.SetIntValue(name, value); }
+  void Show(std::string_view section) { content_.ShowSection(section); }
+  void ShowIf(bool condition, std::string_view section) {
+    if (condition) content_.ShowSection(section);
   }
   /// A further row of a section that repeats; it knows the form token of the login.
-  ctemplate::TemplateDictionary& Row(const std::string& section);
+  TemplateValues& Row(std::string_view section) { return content_.AddSection(section); }
 
   /// Marks a box in the navigation.
   void AtBox(int32_t box) { box_ = box; }
@@ -39,8 +36,8 @@ class Page {
   void FillNavigation();
 
   const Visit& visit_;
-  ctemplate::TemplateDictionary layout_;
-  ctemplate::TemplateDictionary* content_;
+  TemplateValues layout_;
+  TemplateValues& content_;
   int32_t box_ = 0;
 };
 

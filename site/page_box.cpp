@@ -55,7 +55,7 @@ BoxView ReadView(const Visit& visit) {
   return view;
 }
 
-void FillRow(ctemplate::TemplateDictionary& row, const MailMessage& message, int32_t box) {
+void FillRow(TemplateValues& row, const MailMessage& message, int32_t box) {
   const bool outgoing = box == kDrafts;
   std::string who = outgoing ? message.MessageToName() : message.FromName();
   if (who.empty()) who = outgoing ? message.MessageToAddress() : message.FromMailAddress();
@@ -134,6 +134,7 @@ void ShowBox(Visit& visit) {
   TellEnd(visit, visit.site.jobs.TakeEnd(visit.user()));
 
   const auto lock = visit.site.mail.LockUser(visit.user());
+  const ReadScope reading(*visit.site.mail.Database());
   const auto mail = visit.site.mail.Open(visit.user());
   mail->web.MailListPageSize(view.size);
   Any pages;

@@ -147,13 +147,13 @@ void FillAttachments(Page& page, const Visit& visit, MailMessage& message) {
     const int64_t read = file.ReadSome(start, sizeof start);
     const std::string picture =
         PictureType({start, static_cast<size_t>(std::max<int64_t>(read, 0))});
-    auto* there = row.AddSectionDictionary("FILE_THERE");
-    there->SetValue("FILE_NAME", attachment->Name());
-    there->SetValue("FILE_ADDRESS", "/message/" + std::to_string(message.Id()) + "/attachment/" +
-                                        std::to_string(attachment->Id()));
-    there->SetValue("FILE_SIZE", SizeText(file.Length()));
-    there->SetValue("FILE_TYPE", picture.empty() ? "file" : picture.substr(6) + " picture");
-    if (!picture.empty()) there->ShowSection("THUMBNAIL");
+    auto& there = row.AddSection("FILE_THERE");
+    there.SetValue("FILE_NAME", attachment->Name());
+    there.SetValue("FILE_ADDRESS", "/message/" + std::to_string(message.Id()) + "/attachment/" +
+                                       std::to_string(attachment->Id()));
+    there.SetValue("FILE_SIZE", SizeText(file.Length()));
+    there.SetValue("FILE_TYPE", picture.empty() ? "file" : picture.substr(6) + " picture");
+    if (!picture.empty()) there.ShowSection("THUMBNAIL");
   }
 }
 

@@ -12,6 +12,7 @@
 #include "fetch_jobs.h"
 #include "logins.h"
 #include "mail_access.h"
+#include "page_templates.h"
 #include "site_options.h"
 
 namespace korvane::site {
@@ -19,12 +20,16 @@ namespace korvane::site {
 /// What the site holds while it runs.
 struct Site {
   SiteOptions options;
+  PageTemplates templates;
   MailAccess mail;
   Logins logins;
   FetchJobs jobs;
 
   explicit Site(SiteOptions given)
-      : options(std::move(given)), mail(options.installation), jobs(mail) {}
+      : options(std::move(given)),
+        templates(options.assets + "/templates"),
+        mail(options.installation),
+        jobs(mail) {}
 };
 
 struct Visit {

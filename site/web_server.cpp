@@ -5,6 +5,7 @@
 #include <iostream>
 #include <string>
 
+#include "http_server.h"
 #include "page.h"
 #include "pages.h"
 #include "random_text.h"
@@ -163,7 +164,7 @@ int Bind(httplib::Server& server, const SiteOptions& options) {
 }  // namespace
 
 int Serve(Site& site) {
-  httplib::Server server;
+  HttpServer server;
   server.new_task_queue = [&] { return new httplib::ThreadPool(site.options.threads); };
   server.set_payload_max_length(kLargestRequest);
   server.set_keep_alive_max_count(1000);

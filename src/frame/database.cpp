@@ -53,6 +53,17 @@ class EngineConnection final : public Connection {
   }
   bool HasTransactions() const override { return true; }
 
+  void BeginReading() override {
+    CheckIdle();
+    session_->driver->BeginReading();
+    reading_ = true;
+  }
+  void EndReading() override {
+    if (!reading_) return;
+    reading_ = false;
+    session_->driver->EndReading();
+  }
+
   bool HasTable(std::string_view name) override {
     return !session_->ColumnsOf(std::string(name)).empty();
   }
@@ -74,11 +85,12 @@ class EngineConnection final : public Connection {
   }
   // One engine would commit the first transaction, one would go on in it and one would refuse.
   void CheckIdle() const {
-    if (in_transaction_) Fail("a transaction is open");
+    if (in_transaction_ || reading_) Fail("a transaction is open");
   }
 
   std::shared_ptr<DatabaseSession> session_;
   bool in_transaction_ = false;
+  bool reading_ = false;
   std::optional<bool> keeps_counts_;
 };
 

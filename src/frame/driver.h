@@ -77,6 +77,11 @@ class Driver {
   virtual void BeginAllocating() = 0;
   virtual void Commit() = 0;
   virtual void Rollback() = 0;
+
+  /// Statements until EndReading only read. Where each has to ask somebody else, two more to say so
+  /// would cost more than they save.
+  virtual void BeginReading() {}
+  virtual void EndReading() {}
 };
 
 std::unique_ptr<Driver> OpenSqlite(const DatabaseUrl& url, bool create);

@@ -170,6 +170,9 @@ class SqliteDriver final : public Driver {
     // A serious fault has already rolled back.
     if (sqlite3_get_autocommit(database_) == 0) Run("ROLLBACK", {});
   }
+  // Takes the reader's lock with the first statement and keeps it.
+  void BeginReading() override { Run("BEGIN", {}); }
+  void EndReading() override { Rollback(); }
 
  private:
   struct Reset {

@@ -1013,6 +1013,25 @@ CLAIM(ATransactionInsideATransactionIsRefused) {
   EXPECT_NO_THROW(engine.connection->Rollback());
 }
 
+CLAIM(StatementsOfOneReadingSeeOneStateWhereTheEngineGivesThatAndNoTransactionBeginsInIt) {
+  Add(*engine.connection, {.id = 1});
+  const auto count = [&] {
+    return Number(FirstValue(*engine.connection, "SELECT COUNT(*) FROM mail"));
+  };
+  {
+    const ReadScope reading(*engine.connection);
+    EXPECT_EQ(count(), 1);
+    Add(*engine.Another(), {.id = 2});
+    EXPECT_EQ(count(), engine.url.starts_with("sqlite:") ? 1 : 2);
+    EXPECT_THROW(engine.connection->Begin(), DatabaseError);
+  }
+  EXPECT_EQ(count(), 2);
+  Transaction transaction(*engine.connection);
+  Add(*engine.connection, {.id = 3});
+  transaction.Commit();
+  EXPECT_EQ(count(), 3);
+}
+
 CLAIM(AfterAFaultATransactionIsDoneAgainFromItsBeginning) {
   Add(*engine.connection, {.id = 1});
   for (int attempt = 0; attempt < 2; ++attempt) {

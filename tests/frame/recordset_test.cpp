@@ -72,6 +72,50 @@ TEST(SqliteFile, ADatabaseWithoutTablesGivesAnErrorForEveryStatement) {
   }
 }
 
+TEST(SqliteFile, TheCountsOfUnreadMessagesFollowEveryChange) {
+  const TempFolder folder;
+  Engine engine("sqlite://" + folder / "mail.db");
+  Connection& database = *engine.connection;
+  const auto unread = [&](int32_t box) {
+    const auto row = database.Execute(
+        "SELECT numero FROM conteggi_non_letti WHERE id_utente=7 AND "
+        "id_cartella=" +
+        std::to_string(box));
+    return row->Eof() ? 0 : Number(row->FieldAt(0));
+  };
+  const auto set = [&](int32_t id, const char* column, const Any& value) {
+    const auto row = database.Open("SELECT * FROM mail WHERE id_mail=" + std::to_string(id));
+    row->SetField(column, value);
+    row->Update();
+    row->Close();
+  };
+  for (int32_t id = 1; id <= 4; ++id) Add(database, {.id = id});
+  Add(database, {.id = 5, .deleted = true});
+  EXPECT_EQ(unread(1), 4);
+  set(1, "Letto", -1);
+  set(2, "Cancellata", true);
+  set(3, "id_cartella", 2);
+  set(5, "Letto", -1);
+  EXPECT_EQ(unread(1), 1);
+  EXPECT_EQ(unread(2), 1);
+  set(1, "Letto", 0);
+  set(2, "Cancellata", false);
+  EXPECT_EQ(unread(1), 3);
+  database.Execute("DELETE FROM mail WHERE id_mail<>4");
+  EXPECT_EQ(unread(1), 1);
+  EXPECT_EQ(unread(2), 0);
+}
+
+TEST(SqliteFile, ATableThatWasFilledBeforeIsCountedWhenTheSchemaComes) {
+  const TempFolder folder;
+  Engine engine("sqlite://" + folder / "mail.db");
+  Add(*engine.connection, {.id = 1});
+  Add(*engine.connection, {.id = 2});
+  engine.connection->Execute("DROP TABLE conteggi_non_letti");
+  CreateSchema(engine.url);
+  EXPECT_EQ(Number(FirstValue(*engine.connection, "SELECT numero FROM conteggi_non_letti")), 2);
+}
+
 TEST(SqliteFile, ALockedDatabaseIsBusyAfterTheTimeout) {
   const TempFolder folder;
   Engine engine("sqlite://" + folder / "mail.db");

@@ -64,6 +64,10 @@ class MailSite:
         self.host, self.port = self.url.removeprefix("http://").split(":")
         return self
 
+    @property
+    def process_id(self):
+        return self._process.pid
+
     def runs(self):
         return self._process.poll() is None
 
