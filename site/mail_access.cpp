@@ -39,7 +39,8 @@ std::shared_ptr<Connection> MailAccess::Database() {
 std::unique_ptr<Mail> MailAccess::Open(int32_t user, int32_t account) {
   // The settings as they are now. The copy keeps what the database said about its dates.
   auto boss = std::make_shared<BossObject>(*boss_);
-  if (!boss->Init(installation_)) {
+  boss->Init(installation_);
+  if (boss->GetLastError() != 0) {
     throw PageFault(503, FaultText(boss->GetLastError(), boss->GetLastErrorDesc()));
   }
   auto mail = std::make_unique<Mail>();

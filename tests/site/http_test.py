@@ -56,6 +56,12 @@ class EveryAnswer(Served):
         for path in self.pages():
             self.assertEqual(self.ann.get(path).headers["Cache-Control"], "no-store")
 
+    def test_is_sent_as_it_is_because_compressing_took_longer_than_making_it(self):
+        for path in ("/box/1", "/static/style.css"):
+            answer = self.ann.get(path, Accept_Encoding="br, gzip, deflate")
+            self.assertIsNone(answer.headers["Content-Encoding"])
+            self.assertEqual(len(answer.body), int(answer.headers["Content-Length"]))
+
     def test_holds_no_markup_of_a_mail(self):
         for path in [*self.pages(), f"/message/{next(i for s, i in self.hers.items() if '<b>bold' in s)}"]:
             with self.subTest(path):
@@ -315,6 +321,36 @@ class TwoAtOnce(unittest.TestCase):
                 while '"running":true' in ann.get("/progress").text:
                     time.sleep(0.1)
                 self.assertIn("could not be fetched", ann.get("/box/1").text)
+
+
+class Requests(unittest.TestCase):
+    def test_can_come_several_over_one_connection_and_in_any_pieces(self):
+        with MailSite() as site:
+            with socket.create_connection((site.host, int(site.port)), timeout=10) as connection:
+                request = b"GET /sign-in HTTP/1.1\r\nHost: here\r\n\r\n"
+                for piece in (request[:7], request[7:20], request[20:] + request + request[:3], request[3:]):
+                    connection.sendall(piece)
+                    time.sleep(0.05)
+                connection.shutdown(socket.SHUT_WR)
+                received = b""
+                while part := connection.recv(65536):
+                    received += part
+            self.assertEqual(received.count(b"HTTP/1.1 200 OK"), 3)
+            self.assertEqual(received.count(b"</html>"), 3)
+
+    def test_find_the_settings_as_they_are_now(self):
+        site = MailSite()
+        site.add_user(1, "ann")
+        with site:
+            ann = Visitor(site)
+            ann.sign_in("ann")
+            settings = site.folder / "registry.reg"
+            settings.rename(site.folder / "elsewhere")
+            answer = ann.get("/box/1")
+            self.assertEqual(answer.status, 503)
+            self.assertIn("settings", answer.text.lower())
+            (site.folder / "elsewhere").rename(settings)
+            self.assertEqual(ann.get("/box/1").status, 200)
 
 
 class Guessing(unittest.TestCase):
