@@ -20,7 +20,7 @@ std::string FindAssets(const char* program) {
   const auto installed =
       (error ? std::filesystem::path(program) : self).parent_path() / "../share/korvane/site";
   return std::filesystem::exists(installed / "templates") ? installed.string()
-                                                          : KORVANE_SITE_SOURCE;
+                                                          : KORVANE_SITE_ASSETS;
 }
 
 int SetUser(const SiteOptions& options, int32_t id, const std::string& name) {
