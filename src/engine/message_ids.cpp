@@ -8,9 +8,11 @@ namespace korvane {
 
 std::optional<std::vector<int32_t>> ReadMessageIds(const Any& value) {
   std::vector<int32_t> ids;
-  if (std::holds_alternative<int64_t>(value.value())) {
+  // A script's arithmetic makes floating numbers of whole ones.
+  const auto* real = std::get_if<double>(&value.value());
+  if (std::holds_alternative<int64_t>(value.value()) || real) {
     const auto id = value.ToInt32();
-    if (!id) return std::nullopt;
+    if (!id || (real && *real != *id)) return std::nullopt;
     ids.push_back(*id);
     return ids;
   }

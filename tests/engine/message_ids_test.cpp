@@ -11,7 +11,9 @@ using Ids = std::vector<int32_t>;
 
 TEST(MessageIds, ANumberIsOneIdentifier) {
   EXPECT_EQ(ReadMessageIds(Any(12)), (Ids{12}));
+  EXPECT_EQ(ReadMessageIds(Any(12.0)), (Ids{12})) << "a script's arithmetic makes such numbers";
   EXPECT_EQ(ReadMessageIds(Any(int64_t{1} << 40)), std::nullopt);
+  EXPECT_EQ(ReadMessageIds(Any(1e300)), std::nullopt);
 }
 
 TEST(MessageIds, ATextIsAListWithBlanksAroundItsItems) {
@@ -35,7 +37,7 @@ TEST(MessageIds, WhatIsNoDecimalNumberIsRefusedAsAWhole) {
 }
 
 TEST(MessageIds, OtherValuesAreRefused) {
-  for (const Any& value : {Any(), Any(nullptr), Any(true), Any(1.0), Any(1.5)}) {
+  for (const Any& value : {Any(), Any(nullptr), Any(true), Any(1.5)}) {
     EXPECT_EQ(ReadMessageIds(value), std::nullopt);
   }
 }
