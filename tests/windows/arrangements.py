@@ -85,13 +85,14 @@ def opening(site):
             + part("Content-Type: image/gif; name=logo.gif\r\nContent-ID: <logo@x>", "GIF89a") + "--b--\r\n"))
         attached = "Content-Type: application/octet-stream; name=\"%s\""
         server.deliver("ann", message("bad name", minute=5, extra=MIXED, body=part("", "text")
-                                      + part(attached % "a:b?c*.txt", "refused")
+                                      + part(attached % "b?c*.txt", "refused")
                                       + part(attached % "con.txt", "device") + "--b--\r\n"))
         server.deliver("ann", message("uuencoded", minute=6,
                                       body="see\r\n\r\nbegin 644 run.txt\r\n)(R$O8FEN+W-H\r\n`\r\nend\r\n"))
+        server.deliver("ann", message("last", minute=7, body="kept here\r\n"))
         site.add_account(5, server.port, default=True)
         yield []
-        assert len(server.held("ann")) == 5, "opened and deleted there"
+        assert len(server.held("ann")) == 6
     files = site.files("attachments")
     assert sorted(files.values()) == sorted([b"first", b"second", b"GIF89a", b"refused", b"device", b"#!/bin/sh"])
     assert site.sql("SELECT DISTINCT Letto FROM mail") == [(-1,)]

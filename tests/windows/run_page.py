@@ -22,7 +22,7 @@ def run_script(site, script, *arguments):
 def claims_of(script):
     """The claims that stand at the left margin of a page: those that have to be made. An error that the
     page passes over ("On Error Resume Next") would otherwise take a claim with it."""
-    pattern = re.compile(r'^(?:Test\.(?:Check|Equal)|NoError|HasError|Raised)\b.*"((?:[^"]|"")*)"\)?;?$', re.M)
+    pattern = re.compile(r'^(?:Test\.(?:Check|Equal)|NoError|HasError|Raised)\b.*, "((?:[^"]|"")*)"\)?;?$', re.M)
     return [claim.replace('""', '"') for claim in pattern.findall(script.read_text())]
 
 

@@ -93,7 +93,7 @@ class Site:
                     username="ann", host="127.0.0.1"):
         """One row of the view, through the tables behind it."""
         self.sql("INSERT INTO account_email (Id_account_email, Nome_server, Porta_server, Time_out_server, "
-                 "Username_server, Password_server, caso) VALUES (?,?,?,3000,?,?,?)",
+                 "Username_server, Password_server, caso) VALUES (?,?,?,10000,?,?,?)",
                  account, host, port, username, password, caso)
         self.sql("INSERT INTO account_email_utenti (Id_account_email_utenti, id_utente, Id_account_email) "
                  "VALUES (?,?,?)", 100 + account, user, account)

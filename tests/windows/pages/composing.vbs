@@ -17,9 +17,10 @@ Set oAttachment = oMessage.NM_NewAttachment
 oAttachment.NM_FileName = "C:\somewhere\relazione città.txt"
 Test.Check oMessage.NM_Save(oConn), "it is saved"
 NoError oMessage, "saving leaves no error"
+Test.Check Left(oAttachment.NameOnServer, Len(sFolder) + 13) = sFolder & "\attachments\", "the attachment has a path"
 Test.Equal oMessage.Id, CLng(1), "the first identifier of an empty table is 1"
 ' The page puts the content there.
-Test.WriteFile sFolder & "\attachments\" & oAttachment.NameOnServer, "attached"
+Test.WriteFile oAttachment.NameOnServer, "attached"
 
 Set oPage = oWeb.GetListMessagesInBox(3, -1)
 Test.Equal oPage.Count, CLng(1), "box 3 is where it goes unless told"
@@ -27,7 +28,7 @@ Test.Equal oPage.ItemIndex(1).Subject(0), "L'été, 漢字 & 😀", "it lists wi
 Test.Equal oPage.ItemIndex(1).Size, CLng(1234), "and its size"
 Set oOpened = oWeb.GetMessage(oMessage.Id)
 Test.Equal oOpened.Subject(0), "L'été, 漢字 & 😀", "opened, it has its subject"
-Test.Equal oOpened.Subject(1), "L&#39;&eacute;t", "and as HTML"
+Test.Equal oOpened.Subject(1), "L&#39;été, 漢字 &amp; 😀", "and as HTML"
 Test.Equal oOpened.FromName & "/" & oOpened.FromMailAddress, "Élodie Ж/elodie@example.com", "its sender"
 Test.Equal oOpened.MessageToAddress, "bob@example.org, carl@example.net", "its recipients"
 Test.Equal oOpened.CC_Address, "dora@example.org", "its copy"
@@ -35,7 +36,7 @@ Test.Equal oOpened.SendDate, "05/03/2002 10:20:30", "its date"
 Test.Equal TextOf(oOpened, 1), "due righe" & vbCrLf & "di città Ж", "its text"
 Test.Equal oOpened.GetAttachments.Count, CLng(1), "its attachment"
 Test.Equal oOpened.GetAttachments.ItemIndex(1).Name, "relazione città.txt", "which has a bare name"
-Test.Equal Test.ReadFile(sFolder & "\attachments\" & oOpened.GetAttachments.ItemIndex(1).NameOnServer), "attached", "and the page's content"
+Test.Equal Test.ReadFile(oOpened.GetAttachments.ItemIndex(1).NameOnServer), "attached", "and the page's content"
 
 Set oMessage = oWeb.NewMessage("-- Separator --")
 Test.Equal oMessage.MessageSeparator, "-- Separator --", "a separator is kept"

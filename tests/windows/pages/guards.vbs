@@ -69,9 +69,22 @@ Test.Check Not oWeb.Init(oBoss), "Init with settings that were not read fails"
 HasError oWeb, 1084, "with settings that were not read it is 1084"
 Test.Check Not oWeb.Init(Nothing), "Init without settings fails"
 Test.Equal oWeb.GetLastError, CLng(1084), "without settings it is 1084"
-Test.Check Not oWeb.Init(oBasic), "Init with another object fails"
-Test.Equal oWeb.GetLastError, CLng(1084), "with another object it is 1084"
 Test.Equal Err.Number, CLng(0), "none of them raised"
+x = oWeb.Init(oBasic)
+Test.Equal Err.Number, CLng(13), "Init with another object is 13"
+Err.Clear
+x = oWeb.Init(5)
+Test.Equal Err.Number, CLng(13), "Init with a number is 13"
+Err.Clear
+oWeb.ConnDataBase = oBoss
+Test.Equal Err.Number, CLng(13), "settings are no connection"
+Err.Clear
+oWeb.ConnDataBase = CreateObject("ADODB.Recordset")
+Test.Equal Err.Number, CLng(13), "nor is a recordset"
+Err.Clear
+Set oWeb.ConnDataBase = NewConnection
+Test.Equal Err.Number, CLng(0), "a connection may be assigned with Set"
+Err.Clear
 Test.Check oWeb.Finish, "Finish is true"
 NoError oWeb, "an operation that succeeds clears the error"
 
@@ -102,9 +115,7 @@ oBoss.KorvaneId = 5
 Test.Check Err.Number <> 0, "nor one of the settings"
 Err.Clear
 oWeb.ConnDataBase = 5
-Err.Clear
-Test.Check Not oWeb.Init(oBoss), "a number is no connection"
-Test.Check Err.Number = 0, "which Init finds, and does not raise"
+Test.Equal Err.Number, CLng(13), "a number is no connection"
 Err.Clear
 Set x = CreateObject("Korvane_beta1.MailMessage")
 Test.Check Err.Number <> 0, "a MailMessage cannot be created by name"

@@ -27,6 +27,7 @@ For Each oMessage In oPage
   sWalked = sWalked & " " & oMessage.Subject(0)
 Next
 Test.Equal sWalked, sShown, "For Each walks in the same order"
+Set oMessage = oPage.ItemIndex(1)
 Test.Equal oMessage.FromName, "Ann", "the sender's name"
 Test.Equal oMessage.FromMailAddress, "ann@example.com", "the sender's address"
 Test.Check oWeb.Finish, "Finish is true"

