@@ -40,7 +40,8 @@ extern "C" {
  * first byte, with the peer's certificate and name (or address) verified against the system's
  * store, or against what SSL_CERT_FILE and SSL_CERT_DIR name. "pop3://name" forces plain text.
  * "pop3s-insecure://name" speaks TLS without verifying, for a test server, and says so in a line
- * on standard error. A host may carry a port of its own after ":" only in these prefixed forms,
+ * on standard error. "+ahead" before the "://" of any of these changes nothing here: it is a mark
+ * for the caller. A host may carry a port of its own after ":" only in these prefixed forms,
  * an IPv6 address then in brackets; it replaces `port`.
  *
  * Returns 0 when the connection stands; any other value is a failure and leaves `*socket` alone. */

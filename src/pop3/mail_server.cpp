@@ -124,6 +124,7 @@ bool MailServer::Delete(int32_t number) {
   Run(Command::kDele);
   if (!NoError() || !IsIdle()) return false;
   deleted_.insert(number);
+  link_.NoteDeleted(number);
   return true;
 }
 

@@ -3,7 +3,8 @@
 // send the next line, and finishes the command. docs/pop3.md draws the states.
 //
 // session.cpp holds the loop, the handlers and the login; mail_server.cpp the operations of one
-// message; page.cpp, selection.cpp and finding.cpp the operations made of many.
+// message; page.cpp, selection.cpp and finding.cpp the operations made of many. server_link.h is
+// the connection, which may send a selection's commands ahead.
 #pragma once
 
 #include <chrono>
@@ -21,6 +22,7 @@
 #include "../message/mail_messages.h"
 #include "message_traits.h"
 #include "replies.h"
+#include "server_link.h"
 
 namespace korvane {
 
@@ -168,10 +170,13 @@ class MailServer : public Object, public ErrorState {
   void Start(Command command);
   void Chain(Command command) { Start(command_ = command); }
   void Send(State step, std::string line);
+  void Expect(State step);
+  void AskedAgain();
   void Enter(State next);
   void Finish(State result);
   void Reject(State step);
   void GiveUp();
+  std::chrono::milliseconds Patience() const;
   bool Overdue() const;
 
   // mail_server.cpp
@@ -190,17 +195,17 @@ class MailServer : public Object, public ErrorState {
   // selection.cpp
   struct Selection;
   bool Select(Connection& connection, const Selection& selection);
+  int32_t NumberBelow(int32_t number) const;
 
   // finding.cpp
   struct Wanted;
   enum class Found { kMatch, kEnd, kFailed };
   Found FindNext(const Wanted& wanted, int32_t& number);
 
-  static constexpr int32_t kReceiveBuffer = 16384;
+  static constexpr int32_t kReceiveBuffer = ServerLink::kBlock;
 
   std::shared_ptr<MailUser> user_;
-  int32_t socket_ = 0;
-  bool socket_open_ = false;
+  ServerLink link_;
   State state_ = State::kNotConnected;
   Command command_ = Command::kNone;
   bool done_ = true;

@@ -67,6 +67,8 @@ class ReplyReader {
   /// nor "-".
   bool TakeWhatCame();
 
+  /// False as long as the rest of a status line taken without its end may still come.
+  bool InStep() const { return !rest_pending_; }
   /// True once a positive status line of a header or message has begun.
   bool InText() const { return in_text_; }
   /// The status line with its line end, as it came. Empty when a text came instead.

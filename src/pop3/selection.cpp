@@ -8,6 +8,7 @@
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "mime/mail_date.h"
+#include "pop3/foresight.h"
 #include "pop3/known_messages.h"
 #include "pop3/mail_server.h"
 #include "pop3/received_time.h"
@@ -19,6 +20,7 @@ struct MailServer::Selection {
   bool first_download;   ///< look every candidate up
   int32_t header_error;  ///< when a header fails
   int32_t start;         ///< the first number to look at, 0 for the newest
+  bool whole;            ///< what is taken is fetched
   /// Receives each new message, with its header; false stops the selection.
   std::function<bool(int32_t number, std::shared_ptr<MailMessage> header)> take;
 };
@@ -27,11 +29,12 @@ std::shared_ptr<MailMessages> MailServer::GetNewHeaders(Connection& connection,
                                                         const std::string& last_time,
                                                         bool first_download) {
   auto messages = std::make_shared<MailMessages>();
-  const bool begun = Select(connection, {last_time, first_download, error::SelectHeaderFailed, 0,
-                                         [&](int32_t number, std::shared_ptr<MailMessage> header) {
-                                           messages->Add(std::move(header), number);
-                                           return true;
-                                         }});
+  const bool begun =
+      Select(connection, {last_time, first_download, error::SelectHeaderFailed, 0, false,
+                          [&](int32_t number, std::shared_ptr<MailMessage> header) {
+                            messages->Add(std::move(header), number);
+                            return true;
+                          }});
   return begun ? messages : nullptr;
 }
 
@@ -43,7 +46,7 @@ std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
   auto messages = std::make_shared<MailMessages>();
   int64_t bytes = 0;
   const bool begun =
-      Select(connection, {last_time, first_download, error::SelectMessageHeaderFailed, start,
+      Select(connection, {last_time, first_download, error::SelectMessageHeaderFailed, start, true,
                           [&](int32_t number, const std::shared_ptr<MailMessage>&) {
                             if (auto message = FetchWhole(number, separator)) {
                               messages->Add(std::move(message), number);
@@ -58,6 +61,14 @@ std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
                             return true;  // an empty message is passed over
                           }});
   return begun ? messages : nullptr;
+}
+
+/// The number that a selection looks at after this one; 0 when there is none.
+int32_t MailServer::NumberBelow(int32_t number) const {
+  do {
+    --number;
+  } while (IsDeleted(number));
+  return std::max(number, 0);
 }
 
 /// False when the selection could not start.
@@ -77,9 +88,16 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
   bool past = false;  // everything new was seen
   const int32_t newest =
       selection.start > 0 ? std::min(selection.start, LastNumber()) : LastNumber();
+  Foresight foresight(
+      link_, {.whole = selection.whole,
+              .all_new = !selection.first_download && last.readable && last.text == kFirstMoment,
+              .goes_on = selection.start > 0,
+              .most_bytes = limits_.selection_bytes,
+              .next = [this](int32_t number) { return NumberBelow(number); }});
   for (int32_t number = newest; number >= 1; --number) {
     if (IsDeleted(number)) continue;
     if (progress_) progress_(looked_at++, total, taken);
+    if (reader_.InStep()) foresight.AtHeader(number);
     auto header = FetchHeader(number);
     if (!header) {
       if (NoError() && IsIdle()) continue;
@@ -99,11 +117,15 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
       const KnownMessages::Answer answer = known.LookUp(*header);
       past = past || answer == KnownMessages::Answer::kKnownWithOlder;
       if (past && !known.PutRight()) break;
-      if (past) continue;
-      if (answer == KnownMessages::Answer::kKnown) continue;
+      if (past || answer == KnownMessages::Answer::kKnown) {
+        foresight.Skipped();
+        continue;
+      }
     }
     ++taken;
+    if (selection.whole && reader_.InStep()) foresight.AtMessage(number);
     if (!selection.take(number, std::move(header))) break;
+    foresight.Took(selection.whole ? text_bytes_ : 0);
   }
   if (progress_) progress_(looked_at, total, taken);
   return true;

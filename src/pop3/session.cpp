@@ -5,7 +5,6 @@
 #include <new>
 #include <utility>
 
-#include "Tarsel_MailConversions.h"
 #include "facade/mail_user.h"
 #include "frame/code_page.h"
 #include "frame/error_numbers.h"
@@ -72,11 +71,11 @@ bool MailServer::Connect() {
   const std::string& host = user_->MailServer();
   if (!user_->HasPassword() || !FitsInCommand(user_->Username()) ||
       !FitsInCommand(user_->Password()) || host.find('\0') != std::string::npos ||
-      MPconnect(&socket_, user_->ServerPort(), host.c_str(), server_timeout_) != 0) {
+      !link_.Open(user_, server_timeout_)) {
     SetError(error::ConnectFailed);
     return false;
   }
-  socket_open_ = true;
+  link_.SetPatience(Patience());
   deleted_.clear();
   message_count_ = -1;
   reader_.Reset();
@@ -97,7 +96,7 @@ bool MailServer::Disconnect() {
 }
 
 void MailServer::CloseConnection() {
-  if (std::exchange(socket_open_, false)) MPclose(socket_);
+  link_.Close();
   deleted_.clear();
   Finish(State::kNotConnected);
 }
@@ -119,8 +118,9 @@ void MailServer::Run(Command command, bool send_first) try {
 }
 
 void MailServer::Receive() {
-  received_ = MPrecv(socket_, recv_buffer_.data(), kReceiveBuffer);
+  received_ = link_.Receive(recv_buffer_.data(), kReceiveBuffer);
   if (done_) return;  // closed while it waited
+  if (received_ == ServerLink::kAskedAgain) return AskedAgain();
   if (received_ <= 0) {
     // A status line whose end does not come is a reply all the same.
     reader_.TakeWhatCame() ? Handle() : GiveUp();
@@ -144,10 +144,14 @@ void MailServer::Receive() {
   }
 }
 
-bool MailServer::Overdue() const {
+std::chrono::milliseconds MailServer::Patience() const {
   const int64_t timeout = server_timeout_ > 0 ? server_timeout_ : kDefaultTimeout;
-  const int64_t allowed = timeout * limits_.timeouts_per_command + command_bytes_;
-  return std::chrono::steady_clock::now() - command_began_ > std::chrono::milliseconds(allowed);
+  return std::chrono::milliseconds(timeout * limits_.timeouts_per_command);
+}
+
+bool MailServer::Overdue() const {
+  return std::chrono::steady_clock::now() - command_began_ >
+         Patience() + std::chrono::milliseconds(command_bytes_);
 }
 
 void MailServer::Handle() {
@@ -204,6 +208,7 @@ void MailServer::OnText(State step) {
 
 void MailServer::OnStat() {
   if (IsPositiveReply(reader_.Status())) {
+    link_.NoteCount(reader_.Status());
     const std::optional<int32_t> count = StatCount(reader_.Status());
     count_read_ = count.has_value();
     message_count_ = count.value_or(0);
@@ -269,13 +274,22 @@ void MailServer::Send(State step, std::string line) {
   Enter(step);
   command_line_ = std::move(line);
   command_line_ += "\r\n";
+  Expect(step);
+  if (!link_.Send(command_line_)) CloseConnection();
+}
+
+void MailServer::Expect(State step) {
   reader_.Expect(step == State::kTop    ? ReplyKind::kHeader
                  : step == State::kRetr ? ReplyKind::kMessage
                                         : ReplyKind::kLine);
   command_began_ = std::chrono::steady_clock::now();
   command_bytes_ = 0;
-  const auto length = static_cast<int32_t>(command_line_.size());
-  if (MPsend(socket_, command_line_.data(), length) < 1) CloseConnection();
+}
+
+/// The reply that was under way does not count: the same command went out again.
+void MailServer::AskedAgain() {
+  if (state_ == State::kMultiLine) Enter(command_ == Command::kTop ? State::kTop : State::kRetr);
+  Expect(state_);
 }
 
 /// The one door between the steps.
@@ -300,7 +314,7 @@ bool MailServer::MayFollow(State from, State to) {
     case State::kTop:
       return to == State::kMultiLine || to == State::kIdle;
     case State::kMultiLine:
-      return to == State::kList;
+      return to == State::kList || to == State::kTop || to == State::kRetr;
     case State::kStat:
     case State::kList:
     case State::kUidl:

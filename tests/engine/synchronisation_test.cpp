@@ -13,6 +13,8 @@ namespace {
 using Synchronisation = ServerTest;
 constexpr const char* kFirst = "01/01/0001 00:00:00";
 
+const bool kReadsAhead = LocalHost().find("+ahead") != std::string::npos;
+
 MailServer::Limits SmallSelections() {
   MailServer::Limits limits;
   limits.selection_bytes = 10'000;
@@ -106,8 +108,12 @@ TEST_F(Synchronisation, NewMailIsTakenFromTheNewestKnownMessageOn) {
   second.SyncWhole();
   EXPECT_EQ(second.Error(), 0);
   EXPECT_EQ(Stored(), Expected(1, 23));
-  EXPECT_EQ(proxy->Count("TOP "), 4);
-  EXPECT_EQ(proxy->Count("RETR "), 3);
+  // Commands sent ahead go beyond the message that ends the scan, by no more than the window.
+  const int ahead = kReadsAhead ? 12 : 0;
+  EXPECT_GE(proxy->Count("TOP "), 4);
+  EXPECT_LE(proxy->Count("TOP "), 4 + ahead);
+  EXPECT_GE(proxy->Count("RETR "), 3);
+  EXPECT_LE(proxy->Count("RETR "), 3 + ahead);
   EXPECT_EQ(store.Kept(account)->time, "05/03/2020 00:03:50");
 }
 

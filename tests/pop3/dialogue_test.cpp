@@ -1,4 +1,6 @@
-// Every dialogue of tests/dialogues, twice: each reply in one block, and one byte at a time.
+// Every dialogue of tests/dialogues: each reply in one block, one byte at a time, and both of these
+// with a client that reads ahead. Where nothing is read ahead such a client says the same to the
+// byte, so only the dialogues with a selection get a server that bears more.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +13,7 @@
 #include "facade/mail_user.h"
 #include "frame/sql_text.h"
 #include "message/row_text.h"
+#include "pop3/ahead_server.h"
 #include "pop3/dialogue.h"
 #include "pop3/fake_connection.h"
 #include "pop3/probed_server.h"
@@ -101,9 +104,16 @@ void AddRow(FakeConnection& connection, const std::string& table, const Words& w
 
 class DialogueRun {
  public:
-  DialogueRun(const Dialogue& dialogue, int32_t piece) : dialogue_(dialogue) {
-    Script(server_, dialogue);
-    user_ = Account(dialogue.account, dialogue.unvisited ? server_.Listen() : server_.Start());
+  DialogueRun(const Dialogue& dialogue, int32_t piece, bool ahead = false) : dialogue_(dialogue) {
+    if (ahead && Selects(dialogue)) {
+      ahead_server_ = std::make_unique<AheadServer>(dialogue);
+    } else {
+      Script(server_, dialogue);
+    }
+    user_ = Account(dialogue.account, Start());
+    // Lines that could not be sent ahead are missed only when their replies do not come.
+    if (ahead_server_ && !dialogue.account.named.contains("timeout")) user_->ServerTimeout(300);
+    if (ahead && user_->MailServer() == "127.0.0.1") user_->MailServer("pop3+ahead://127.0.0.1");
     client_ = std::make_unique<ProbedServer>();
     client_->SetLimits(LimitsOf(dialogue.limits));
     client_->SetUser(user_);
@@ -141,10 +151,21 @@ class DialogueRun {
       EXPECT_FALSE(server_.Visited());
     }
     client_.reset();
-    EXPECT_EQ(server_.Finish(), "");
+    EXPECT_EQ(ahead_server_ ? ahead_server_->Finish() : server_.Finish(), "");
+  }
+
+  static bool Selects(const Dialogue& dialogue) {
+    return std::any_of(dialogue.calls.begin(), dialogue.calls.end(), [](const Call& call) {
+      return call.operation.Plain(0).starts_with("GetNew");
+    });
   }
 
  private:
+  int32_t Start() {
+    if (ahead_server_) return ahead_server_->Start();
+    return dialogue_.unvisited ? server_.Listen() : server_.Start();
+  }
+
   void Check(const Call& call) {
     const Words& words = call.operation;
     const std::string name = words.Plain(0);
@@ -264,6 +285,7 @@ class DialogueRun {
 
   const Dialogue& dialogue_;
   ScriptedServer server_;
+  std::unique_ptr<AheadServer> ahead_server_;
   FakeConnection connection_;
   std::shared_ptr<MailUser> user_;
   std::unique_ptr<ProbedServer> client_;
@@ -281,6 +303,18 @@ TEST_P(DialogueTest, OneByteAtATime) {
   const Dialogue dialogue = ReadDialogue(GetParam());
   SCOPED_TRACE(dialogue.claim);
   if (!dialogue.whole_only) DialogueRun(dialogue, 1).Go();
+}
+
+TEST_P(DialogueTest, WholeReadingAhead) {
+  const Dialogue dialogue = ReadDialogue(GetParam());
+  SCOPED_TRACE(dialogue.claim);
+  DialogueRun(dialogue, std::numeric_limits<int32_t>::max(), true).Go();
+}
+
+TEST_P(DialogueTest, OneByteAtATimeReadingAhead) {
+  const Dialogue dialogue = ReadDialogue(GetParam());
+  SCOPED_TRACE(dialogue.claim);
+  if (!dialogue.whole_only) DialogueRun(dialogue, 1, true).Go();
 }
 
 INSTANTIATE_TEST_SUITE_P(Pop3, DialogueTest, testing::ValuesIn(DialogueFiles()),

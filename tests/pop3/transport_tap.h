@@ -13,7 +13,7 @@ namespace korvane::test {
 struct TransportTap {
   /// The most bytes that one receive hands on.
   static inline int32_t piece = std::numeric_limits<int32_t>::max();
-  /// So many sends go through, then they fail; below 0 all go through.
+  /// So many lines go through, then sending fails; below 0 all go through.
   static inline int32_t sends_left = -1;
   /// The last capacity that the client offered, and the longest block it was given.
   static inline int32_t capacity = 0;

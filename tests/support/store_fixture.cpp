@@ -45,6 +45,11 @@ std::string Number(int64_t value) { return std::to_string(value); }
 
 }  // namespace
 
+std::string LocalHost() {
+  const char* scheme = std::getenv("KORVANE_TEST_SCHEME");
+  return (scheme ? std::string(scheme) : "") + "127.0.0.1";
+}
+
 Store::Store(std::string url)
     : url_(url.empty() ? "sqlite://" + folder_ / "mail.db" : std::move(url)) {
   for (const char* name : {"messages", "attachments", "log"}) fs::create_directory(folder_ / name);

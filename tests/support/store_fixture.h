@@ -14,6 +14,9 @@
 
 namespace korvane::test {
 
+/// The host of a server here, in the form that KORVANE_TEST_SCHEME ("pop3+ahead://") asks for.
+std::string LocalHost();
+
 class Store {
  public:
   /// Over the empty database at `url`, or over an SQLite database of its own. Names its settings
@@ -22,7 +25,7 @@ class Store {
 
   struct Account {
     int32_t user = 7;
-    std::string host = "127.0.0.1";
+    std::string host = LocalHost();
     int32_t port = 110;
     std::string name;
     std::string password;

@@ -111,14 +111,19 @@ void TcpProxy::Serve(int client, Fault fault) {
   int64_t sent = 0;
   int commands = 0;
   bool withhold = false;  // the next block from the server is cut off
+  bool cut = false;       // what the server still says to earlier commands is the last
   std::string line;
   std::vector<char> buffer(65'536);
   pollfd polls[2] = {{client, POLLIN, 0}, {server, POLLIN, 0}};
-  while (open && !ending_ && ::poll(polls, 2, 200) >= 0) {
+  while (open && !ending_) {
+    const int ready = ::poll(polls, 2, cut ? 50 : 200);
+    if (ready < 0 || (cut && ready == 0)) break;
     if (polls[0].revents) {
       const ssize_t n = ::recv(client, buffer.data(), buffer.size(), 0);
       if (n <= 0) break;
-      for (ssize_t i = 0; i < n && open; ++i) {
+      ssize_t passed_on = n;
+      ssize_t line_begin = 0;
+      for (ssize_t i = 0; i < n && !cut; ++i) {
         line += buffer[static_cast<size_t>(i)];
         if (line.back() != '\n') continue;
         while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
@@ -131,17 +136,19 @@ void TcpProxy::Serve(int client, Fault fault) {
         }
         if (hook) hook(line);
         if (commands == fault.cut_at_command || StartsWith(line, fault.cut_at_verb)) {
-          open = false;
+          cut = true;
+          passed_on = line_begin;
         }
+        line_begin = i + 1;
         if (commands == fault.cut_before_reply || StartsWith(line, fault.cut_before_reply_to)) {
           withhold = true;
         }
         line.clear();
       }
-      // A client sends one command at a time, so a block holds no more than the line refused.
-      if (!open || !SendAll(server, buffer.data(), static_cast<size_t>(n))) break;
+      if (!SendAll(server, buffer.data(), static_cast<size_t>(passed_on))) break;
+      if (cut) polls[0].fd = -1;
     }
-    if (polls[1].revents) {
+    if (open && polls[1].revents) {
       const ssize_t n = ::recv(server, buffer.data(), buffer.size(), 0);
       if (n <= 0 || withhold) break;
       if (fault.delay.count() > 0) std::this_thread::sleep_for(fault.delay);

@@ -16,7 +16,10 @@ struct Prefix {
 
 constexpr Prefix kPrefixes[] = {{"pop3://", Security::kPlain},
                                 {"pop3s://", Security::kVerified},
-                                {"pop3s-insecure://", Security::kUnverified}};
+                                {"pop3s-insecure://", Security::kUnverified},
+                                {"pop3+ahead://", Security::kPlain},
+                                {"pop3s+ahead://", Security::kVerified},
+                                {"pop3s-insecure+ahead://", Security::kUnverified}};
 
 char Lower(char character) {
   return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')

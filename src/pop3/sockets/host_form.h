@@ -22,7 +22,8 @@ struct HostForm {
   bool operator==(const HostForm&) const = default;
 };
 
-/// Reads "name", "address", or one of "pop3://", "pop3s://" and "pop3s-insecure://" in any case
+/// Reads "name", "address", or one of "pop3://", "pop3s://" and "pop3s-insecure://" in any case,
+/// with or without "+ahead" before the colon (which is the client's business, not the sockets'),
 /// followed by "name", "name:port", "address", "[address]" or "[address]:port". `port` counts where
 /// the host has none of its own. Nothing where the host is none of these or the port is no port.
 std::optional<HostForm> ParseHostForm(std::string_view host, int32_t port);

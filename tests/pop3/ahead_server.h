@@ -1,0 +1,189 @@
+// Plays a dialogue to a client that reads ahead. Such a client may ask beyond what the dialogue
+// holds and may ask again, over another connection too: a command that is not the next of the
+// dialogue is answered as it was, or will be, elsewhere in it, and a harmless one that is nowhere
+// in it is answered as by any server. In the end the dialogue must have been gone through.
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "pop3/dialogue.h"
+
+namespace korvane::test {
+
+class AheadServer {
+ public:
+  explicit AheadServer(const Dialogue& dialogue) {
+    turns_.push_back({});
+    for (const Exchange& exchange : dialogue.exchanges) {
+      if (exchange.kind == Exchange::Kind::kHear || exchange.kind == Exchange::Kind::kAccept) {
+        turns_.push_back({exchange.text, exchange.kind == Exchange::Kind::kAccept, {}});
+      } else {
+        turns_.back().answer.push_back(exchange);
+      }
+    }
+    if (turns_.size() == 1 && turns_[0].answer.empty()) next_ = 1;
+  }
+  AheadServer(const AheadServer&) = delete;
+  AheadServer& operator=(const AheadServer&) = delete;
+  ~AheadServer() { Finish(); }
+
+  /// Returns the port.
+  int32_t Start() {
+    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listener_, generic, length) != 0 || listen(listener_, 4) != 0 ||
+        getsockname(listener_, generic, &length) != 0) {
+      return 0;
+    }
+    thread_ = std::thread([this] { Work(); });
+    return ntohs(address.sin_port);
+  }
+
+  /// After the client is gone. Returns what the dialogue wanted otherwise, or "".
+  std::string Finish() {
+    ending_ = true;
+    if (thread_.joinable()) thread_.join();
+    if (listener_ >= 0) close(std::exchange(listener_, -1));
+    if (fault_.empty() && next_ < turns_.size()) {
+      fault_ = "wanted \"" + turns_[next_].heard + "\", the client said no more";
+    }
+    return fault_;
+  }
+
+ private:
+  struct Turn {
+    std::string heard;
+    bool new_connection = false;
+    std::vector<Exchange> answer;
+  };
+
+  bool Waits(int socket, int events) const {
+    pollfd waiting{socket, static_cast<short>(events), 0};
+    for (int i = 0; i < 500 && !(ending_ && i > 2); ++i) {
+      if (poll(&waiting, 1, 10) == 1) return true;
+    }
+    return false;
+  }
+
+  void Work() {
+    while (fault_.empty() && Waits(listener_, POLLIN)) {
+      client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+      const int on = 1;
+      setsockopt(client_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+      std::string input;
+      const bool goes_on = next_ < turns_.size() && turns_[next_].new_connection;
+      Do(goes_on || next_ == 0 ? turns_[next_++] : turns_[0]);
+      for (std::string line; client_ >= 0 && fault_.empty() && ReadLine(input, line);) Take(line);
+      if (client_ >= 0) close(std::exchange(client_, -1));
+    }
+  }
+
+  void Take(const std::string& line) {
+    if (next_ < turns_.size() && !turns_[next_].new_connection && turns_[next_].heard == line) {
+      return Do(turns_[next_++]);
+    }
+    for (size_t i = next_; i-- > 0;) {
+      if (turns_[i].heard == line) return Do(turns_[i]);
+    }
+    for (size_t i = next_; i < turns_.size(); ++i) {
+      const std::string verb = line.substr(0, 4);
+      if (turns_[i].heard == line && verb != "DELE" && verb != "STAT" && verb != "QUIT") {
+        return Do(turns_[i]);
+      }
+    }
+    const std::string number = line.size() > 5 ? line.substr(line.find(' ') + 1) : "";
+    if (line.starts_with("TOP ") || line.starts_with("RETR ")) {
+      Say("+OK\r\nSubject: asked for ahead\r\n\r\n.\r\n");
+    } else if (line.starts_with("LIST ")) {
+      Say("+OK " + number + " 1\r\n");
+    } else if (line.starts_with("UIDL ")) {
+      Say("+OK " + number + " ahead\r\n");
+    } else if (line == "QUIT" && next_ == turns_.size()) {
+      Say("+OK bye\r\n");
+    } else {
+      fault_ = "the client said \"" + line + "\"";
+    }
+  }
+
+  void Do(const Turn& turn) {
+    std::string said;  // in one piece, so that it arrives in one
+    for (const Exchange& exchange : turn.answer) {
+      if (exchange.kind == Exchange::Kind::kSay) {
+        said += exchange.text;
+        continue;
+      }
+      Say(std::exchange(said, ""));
+      switch (exchange.kind) {
+        case Exchange::Kind::kSayOften:
+          for (int64_t i = 0; i < exchange.number && Say(exchange.text); ++i) {
+          }
+          break;
+        case Exchange::Kind::kDrip:
+          for (const char c : exchange.text) {
+            if (!Say(std::string(1, c))) break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(exchange.number));
+          }
+          break;
+        case Exchange::Kind::kPause:
+          std::this_thread::sleep_for(std::chrono::milliseconds(exchange.number));
+          break;
+        case Exchange::Kind::kClose:
+          if (client_ >= 0) close(std::exchange(client_, -1));
+          break;
+        default:
+          break;
+      }
+    }
+    Say(said);
+  }
+
+  bool Say(std::string_view bytes) {
+    while (client_ >= 0 && !bytes.empty()) {
+      const ssize_t sent = send(client_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      if (sent <= 0) return false;
+      bytes.remove_prefix(static_cast<size_t>(sent));
+    }
+    return client_ >= 0;
+  }
+
+  bool ReadLine(std::string& input, std::string& line) {
+    size_t end;
+    while ((end = input.find("\r\n")) == std::string::npos) {
+      char buffer[4096];
+      if (!Waits(client_, POLLIN)) return false;
+      const ssize_t count = recv(client_, buffer, sizeof buffer, 0);
+      if (count <= 0) return false;
+      input.append(buffer, static_cast<size_t>(count));
+    }
+    line = input.substr(0, end);
+    input.erase(0, end + 2);
+    return true;
+  }
+
+  std::vector<Turn> turns_;  ///< the first is what is said unasked
+  size_t next_ = 0;
+  int listener_ = -1;
+  int client_ = -1;
+  std::atomic<bool> ending_ = false;
+  std::string fault_;
+  std::thread thread_;
+};
+
+}  // namespace korvane::test
