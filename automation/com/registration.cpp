@@ -97,10 +97,15 @@ HRESULT Unregister() {
     const HRESULT by_id = Remove("CLSID\\" + Braced(ids.class_id));
     return FAILED(by_name) ? by_name : by_id;
   });
+  Reference<ITypeLib> there;
+  if (FAILED(LoadRegTypeLib(ToGuid(kLibraryId), kMajorVersion, kMinorVersion, LOCALE_NEUTRAL,
+                            there.Out()))) {
+    return status;
+  }
+  there = Reference<ITypeLib>();
   const HRESULT library =
       UnRegisterTypeLib(ToGuid(kLibraryId), kMajorVersion, kMinorVersion, LOCALE_NEUTRAL, kSystem);
-  if (FAILED(library) && library != TYPE_E_REGISTRYACCESS && SUCCEEDED(status)) status = library;
-  return status;
+  return FAILED(library) ? library : status;
 }
 
 }  // namespace korvane::com
