@@ -43,6 +43,7 @@ std::string RowDate(const std::string& date, const std::string& received, bool l
   }
   if (padded.find('?') != std::string::npos && local) padded = NormaliseMailDate(date);
   if (padded.find('?') != std::string::npos) padded = PadDate(FormatNow());
+  if (!IsInCalendar(padded)) padded.replace(0, 2, "28");
   return padded;
 }
 

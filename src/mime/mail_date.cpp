@@ -317,6 +317,12 @@ std::string FormatNow() {
                    static_cast<int32_t>(time.seconds().count()));
 }
 
+bool IsInCalendar(std::string_view date) {
+  if (!date.starts_with("29/02/") || date.size() < 10) return true;
+  const std::optional<int32_t> year = NumberBetween(date.substr(6, 4), 1, 9999);
+  return !year || std::chrono::year(*year).is_leap();
+}
+
 std::string ArrangeDateOrder(std::string_view date, bool day_first) {
   std::string text(date);
   if (day_first) return text;

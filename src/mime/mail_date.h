@@ -39,6 +39,10 @@ std::string FormatDateTime(const std::tm& time);
 /// FormatDateTime of the present moment in GMT.
 std::string FormatNow();
 
+/// True of a padded date that the calendar knows: the rules for dates in mail take every century
+/// year for a leap year, and no database takes 29 February of one that was none.
+bool IsInCalendar(std::string_view date);
+
 /// The date as it is (day first), or with day and month in each other's place. The same call leads
 /// back.
 std::string ArrangeDateOrder(std::string_view date, bool day_first);

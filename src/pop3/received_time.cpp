@@ -20,7 +20,8 @@ bool IsAheadOfClock(std::string_view normalised) {
 ScanTime FromReceived(std::string_view received, bool first_moment) {
   bool guessed = false;
   ScanTime time{ParseMailDate(received, first_moment, true, guessed), true};
-  time.readable = !guessed;
+  // A day that no calendar has cannot be kept as the time of the last download.
+  time.readable = !guessed && IsInCalendar(time.text);
   // A filled year is ahead as well, and becomes what it was filled with.
   if (IsAheadOfClock(time.text)) {
     time = {std::string(first_moment ? kFirstMoment : kLastMoment), false};

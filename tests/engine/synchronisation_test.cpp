@@ -585,5 +585,40 @@ TEST_F(Synchronisation, AMessageWhoseDeletionIsRefusedKeepsItsNumber) {
   for (const auto& row : store.Rows()) EXPECT_EQ(row.number, ++number);
 }
 
+TEST_F(Synchronisation, AMessageOfADayThatNoCalendarHasIsStoredOnceAndDated) {
+  for (const char* subject : {"mail 1", "mail 2"}) {
+    dovecot.Deliver("bob", std::string("Received: from a by b; Thu, 29 Feb 1900 10:20:30 +0000\n"
+                                       "Message-ID: <") +
+                               subject[5] + "@a.example>\nSubject: " + subject + "\n\ntext\n");
+  }
+  for (int run = 0; run < 3; ++run) {
+    Request request(store);
+    request.SyncWhole(run == 0);
+    EXPECT_EQ(request.Error(), 0) << run;
+    EXPECT_EQ(Stored(), Expected(1, 2)) << run;
+  }
+  const auto row = store.db().Open("SELECT * FROM mail WHERE id_mail=1");
+  EXPECT_EQ(row->Field("data").ToText(), "28/02/1900 10:20:30");
+}
+
+TEST_F(Synchronisation, TwoUsersMessagesNeverShareAnIdentifier) {
+  dovecot.AddUser("ann");
+  for (int i = 1; i <= 4; ++i) {
+    dovecot.Deliver("ann", Mail(i, i));
+    dovecot.Deliver("bob", Mail(i, i));
+  }
+  Store::Account other;
+  other.user = 8;
+  other.port = proxy->port();
+  other.name = "ann";
+  other.password = DovecotServer::kPassword;
+  const int32_t anns = store.Add(other);
+  Request(store, account).SyncWhole(true);
+  Request(store, anns, 8).SyncWhole(true);
+  EXPECT_EQ(store.CountOf("SELECT COUNT(*) FROM mail WHERE id_utente=7"), 4);
+  EXPECT_EQ(store.CountOf("SELECT COUNT(*) FROM mail WHERE id_utente=8"), 4);
+  EXPECT_EQ(store.CountOf("SELECT COUNT(DISTINCT id_mail) FROM mail"), 8);
+}
+
 }  // namespace
 }  // namespace korvane::test

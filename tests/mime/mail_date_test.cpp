@@ -139,6 +139,16 @@ TEST(MailDate, WithAnUnknownYearTheDayIsHeldAgainstTheCurrentOne) {
   EXPECT_EQ(NormaliseMailDate("28 Feb x"), Unknown("28/02/____ __:__:__"));
 }
 
+TEST(MailDate, TheCalendarLacksTheLeapDaysOfMostCenturyYears) {
+  for (const char* date : {"29/02/1900 01:02:03", "29/02/2100 01:02:03"}) {
+    EXPECT_FALSE(IsInCalendar(date)) << date;
+  }
+  for (const char* date : {"29/02/2000 01:02:03", "29/02/2004 01:02:03", "28/02/1900 01:02:03",
+                           "29/02/????", "", "29/02/"}) {
+    EXPECT_TRUE(IsInCalendar(date)) << date;
+  }
+}
+
 TEST(MailDate, CenturyYearsAreLeapYears) {
   EXPECT_EQ(NormaliseMailDate("29 Feb 1900 1:2:3"), "29/02/1900 01:02:03");
   EXPECT_EQ(NormaliseMailDate("29 Feb 2100 1:2:3"), "29/02/2100 01:02:03");
