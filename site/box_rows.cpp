@@ -84,6 +84,12 @@ std::vector<int32_t> HeadersOnly(Connection& database, int32_t user,
   return found;
 }
 
+int32_t AccountOfMessage(Connection& database, int32_t user, int32_t id) {
+  const auto row = database.Execute("SELECT id_server FROM mail" + OfUser(user) +
+                                    " AND id_mail=" + std::to_string(id));
+  return row->Eof() ? 0 : row->Field("id_server").ToInt32().value_or(0);
+}
+
 DeadBytes CountDeadBytes(Connection& database, int32_t user) {
   DeadBytes bytes;
   bytes.counted = Number(database, "SELECT dim_msg_canc_file AS n FROM Pulizia" + OfUser(user));

@@ -31,6 +31,9 @@ int32_t UndoDeletion(Connection& database, int32_t user, const std::vector<int32
 std::vector<int32_t> HeadersOnly(Connection& database, int32_t user,
                                  const std::vector<int32_t>& ids);
 
+/// The account that a message of the user came from; 0 when there is no such message.
+int32_t AccountOfMessage(Connection& database, int32_t user, int32_t id);
+
 struct DeadBytes {
   int64_t counted = 0;  ///< what the cleaner's own count says
   int64_t dead = 0;     ///< what the rows say

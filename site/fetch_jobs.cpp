@@ -11,6 +11,15 @@
 
 namespace korvane::site {
 
+std::vector<AccountEntry> AccountsOf(Connection& database, int32_t user, int32_t account) {
+  std::vector<AccountEntry> accounts = AccountDirectory(database).List(user);
+  std::erase_if(accounts, [&](const AccountEntry& one) {
+    if (account == -100) return false;
+    return account == -10 ? !one.is_default : one.id != account;
+  });
+  return accounts;
+}
+
 struct FetchJobs::Job {
   std::mutex mutex;
   Progress progress;
@@ -49,6 +58,10 @@ void FetchJobs::FetchOne(Job& job, Mail& mail, int32_t user, const AccountEntry&
   const int64_t before = CountAccountRows(*mail.database, user, account.id);
   // Nothing of this account is stored: there is nothing to look up.
   const bool first = before == 0;
+  if (!account.keeps_password) {
+    const auto given = request.passwords.find(account.id);
+    mail.web.Password(given == request.passwords.end() ? "" : given->second);
+  }
   mail.web.GetListMessagesInBox(kInbox, account.id, request.header_only, request.delete_on_server,
                                 "", first, EMailOrder::ORDER_DATA, EMailOrderDirection::ORDER_DESC,
                                 1);
@@ -69,11 +82,7 @@ void FetchJobs::Run(const std::shared_ptr<Job>& job, int32_t user, FetchRequest 
   std::string fault;
   try {
     const auto mail = mail_.Open(user);
-    std::vector<AccountEntry> accounts = AccountDirectory(*mail->database).List(user);
-    std::erase_if(accounts, [&](const AccountEntry& one) {
-      if (request.account == -100) return false;
-      return request.account == -10 ? !one.is_default : one.id != request.account;
-    });
+    const auto accounts = AccountsOf(*mail->database, user, request.account);
     if (accounts.empty()) fault = "There is no such account.";
     mail->web.Engine()->SetOptions({.settle = true});
     mail->web.Server()->OnProgress([&](int32_t looked_at, int32_t total, int32_t taken) {

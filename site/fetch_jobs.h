@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "facade/account_directory.h"
 #include "mail_access.h"
@@ -19,7 +20,11 @@ struct FetchRequest {
   int32_t account = -10;  ///< -100 all accounts, -10 the default one, or one by its number
   bool header_only = true;
   bool delete_on_server = false;
+  std::map<int32_t, std::string> passwords;  ///< of accounts that keep none, for this run only
 };
+
+/// The user's accounts that a request means.
+std::vector<AccountEntry> AccountsOf(Connection& database, int32_t user, int32_t account);
 
 class FetchJobs {
  public:

@@ -4,6 +4,7 @@
 #include "facade/account_directory.h"
 #include "page.h"
 #include "pages.h"
+#include "passwords.h"
 
 namespace korvane::site {
 
@@ -29,6 +30,7 @@ AccountEntry ReadForm(const Visit& visit) {
   if (account.username.empty() || account.username.size() > 255) {
     throw PageFault(400, "Give the user name of the account.");
   }
+  account.keeps_password = !visit.Ticked("ask");
   account.server = (visit.Ticked("tls") ? "pop3s://" : "pop3://") + account.server;
   return account;
 }
@@ -43,14 +45,23 @@ HostForm SplitHost(const AccountEntry& account) {
   return {account.server, account.port == 995};
 }
 
-void Verify(Visit& visit, int32_t account) {
+void Verify(Visit& visit, int32_t account, const std::string& password_given = "") {
   const auto mail = visit.site.mail.Open(visit.user(), account);
+  if (!password_given.empty()) mail->web.Password(password_given);
   if (mail->web.VerifyAccount()) {
     visit.Tell("The account works: the server accepted name and password.");
   } else {
     visit.TellFault("The account does not work. " +
                     FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
   }
+}
+
+/// With the password of the form, where it is not kept: without one there is nothing to try.
+void VerifySaved(Visit& visit, int32_t account, const AccountEntry& entry,
+                 const std::string& password) {
+  if (entry.keeps_password) return Verify(visit, account);
+  if (!password.empty()) return Verify(visit, account, password);
+  visit.Tell("The account was saved. Its password is asked for each time.");
 }
 
 }  // namespace
@@ -69,6 +80,7 @@ void ShowAccounts(Visit& visit) {
     row.SetIntValue("PORT", account.port);
     row.SetValue("USERNAME", account.username);
     row.ShowSection(host.tls ? "WITH_TLS" : "WITHOUT_TLS");
+    if (!account.keeps_password) row.ShowSection("ASKS");
     row.ShowSection(account.is_default ? "IS_DEFAULT" : "NOT_DEFAULT");
     if (account.id != edited) continue;
     page.Set("FORM_ID", account.id);
@@ -77,6 +89,7 @@ void ShowAccounts(Visit& visit) {
     page.Set("FORM_USERNAME", account.username);
     page.Set("FORM_TIMEOUT", account.timeout / 1000);
     page.ShowIf(host.tls, "FORM_TLS");
+    page.ShowIf(!account.keeps_password, "FORM_ASK");
     page.Show("EDITING");
   }
   page.ShowIf(edited == 0, "ADDING");
@@ -92,21 +105,29 @@ void ChangeAccounts(Visit& visit) {
   bool found = true;
   if (what == "add") {
     const std::string password = visit.Field("password");
-    const int32_t added = accounts.Add(visit.user(), ReadForm(visit), password);
-    Verify(visit, added);
+    const AccountEntry entry = ReadForm(visit);
+    const int32_t added = accounts.Add(visit.user(), entry, password);
+    VerifySaved(visit, added, entry, password);
   } else if (what == "change") {
     const std::string password = visit.Field("password");
-    found = accounts.Change(visit.user(), ReadForm(visit),
+    const AccountEntry entry = ReadForm(visit);
+    const auto before = accounts.Find(visit.user(), account);
+    if (entry.keeps_password && password.empty() && before && !before->keeps_password) {
+      throw PageFault(400, "Give the password that is to be kept.");
+    }
+    found = accounts.Change(visit.user(), entry,
                             password.empty() ? std::nullopt : std::optional(password));
-    if (found) Verify(visit, account);
+    if (found) VerifySaved(visit, account, entry, password);
   } else if (what == "remove") {
     found = accounts.Remove(visit.user(), account);
     if (found) visit.Tell("The account was removed. Its mail stays here.");
   } else if (what == "default") {
     found = accounts.MakeDefault(visit.user(), account);
   } else {
-    found = accounts.Find(visit.user(), account).has_value();
-    if (found) Verify(visit, account);
+    const auto entry = accounts.Find(visit.user(), account);
+    found = entry.has_value();
+    if (found && AsksForPasswords(visit, {*entry}, "/accounts/verify")) return;
+    if (found) Verify(visit, account, entry->keeps_password ? "" : GivenPassword(visit, account));
   }
   if (!found) throw PageFault(404, "There is no such account.");
   visit.GoTo("/accounts");

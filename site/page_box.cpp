@@ -1,11 +1,13 @@
 // A box: one page of its messages, getting new ones, deleting.
 #include <algorithm>
 #include <array>
+#include <map>
 
 #include "box_rows.h"
 #include "facade/account_directory.h"
 #include "page.h"
 #include "pages.h"
+#include "passwords.h"
 
 namespace korvane::site {
 
@@ -183,6 +185,11 @@ void StartFetch(Visit& visit) {
   request.account = visit.Field("which") == "all" ? -100 : visit.Number("which", -10, 1);
   request.header_only = visit.Field("what") != "whole";
   request.delete_on_server = visit.Ticked("delete") && !request.header_only;
+  const auto accounts = AccountsOf(*visit.site.mail.Database(), visit.user(), request.account);
+  if (AsksForPasswords(visit, accounts, "/fetch")) return;
+  for (const AccountEntry& account : accounts) {
+    if (!account.keeps_password) request.passwords[account.id] = GivenPassword(visit, account.id);
+  }
   if (!visit.site.jobs.Start(visit.user(), request)) visit.Tell("Mail is being fetched already.");
   visit.GoTo("/box/1");
 }
@@ -222,6 +229,26 @@ void FetchBeforeDeletion(const Visit& visit, Mail& mail, std::vector<int32_t>& i
                   why);
 }
 
+/// The messages by the account whose password has to be asked for; those that need none together.
+std::map<std::optional<int32_t>, std::vector<int32_t>> ByAskedAccount(
+    const Visit& visit, Mail& mail, const std::vector<int32_t>& ids,
+    std::vector<AccountEntry>& asked) {
+  std::map<std::optional<int32_t>, std::vector<int32_t>> groups;
+  const auto accounts = AccountDirectory(*mail.database).List(visit.user());
+  for (const int32_t id : ids) {
+    const int32_t number = AccountOfMessage(*mail.database, visit.user(), id);
+    const auto account = std::ranges::find(accounts, number, &AccountEntry::id);
+    if (account == accounts.end() || account->keeps_password) {
+      groups[std::nullopt].push_back(id);
+      continue;
+    }
+    auto& group = groups[number];
+    if (group.empty()) asked.push_back(*account);
+    group.push_back(id);
+  }
+  return groups;
+}
+
 std::string DeletionText(size_t count, EDelType type) {
   const std::string what =
       count == 1 ? "The message was " : std::to_string(count) + " messages were ";
@@ -254,14 +281,29 @@ void DeleteMessages(Visit& visit) {
                                           : EDelType::DEL_TYPE_LOCALE;
   const auto lock = visit.site.mail.LockUser(visit.user());
   const auto mail = visit.site.mail.Open(visit.user());
-  if (type == EDelType::DEL_TYPE_SERVER) FetchBeforeDeletion(visit, *mail, ids);
-  if (ids.empty()) return visit.GoTo(back);
-  if (!mail->web.DeleteMessage(Joined(ids), type)) {
-    visit.TellFault("Not everything could be deleted. " +
-                    FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
+  std::map<std::optional<int32_t>, std::vector<int32_t>> groups;
+  std::vector<AccountEntry> asked;
+  if (type == EDelType::DEL_TYPE_LOCALE) {
+    groups[std::nullopt] = ids;
   } else {
-    visit.login->Tell({DeletionText(ids.size(), type), false,
-                       type == EDelType::DEL_TYPE_LOCALE ? Joined(ids) : ""});
+    groups = ByAskedAccount(visit, *mail, ids, asked);
+    if (AsksForPasswords(visit, asked, "/delete")) return;
+  }
+  size_t deleted = 0;
+  for (auto& [account, group] : groups) {
+    if (account) mail->web.Password(GivenPassword(visit, *account));
+    if (type == EDelType::DEL_TYPE_SERVER) FetchBeforeDeletion(visit, *mail, group);
+    if (group.empty()) continue;
+    if (mail->web.DeleteMessage(Joined(group), type)) {
+      deleted += group.size();
+    } else {
+      visit.TellFault("Not everything could be deleted. " +
+                      FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
+    }
+  }
+  if (deleted > 0) {
+    visit.login->Tell(
+        {DeletionText(deleted, type), false, type == EDelType::DEL_TYPE_LOCALE ? Joined(ids) : ""});
   }
   visit.GoTo(back);
 }

@@ -2,11 +2,13 @@
 #include <algorithm>
 #include <cctype>
 
+#include "box_rows.h"
 #include "facade/mail_user.h"
 #include "frame/files.h"
 #include "message/message_source.h"
 #include "page.h"
 #include "pages.h"
+#include "passwords.h"
 #include "random_text.h"
 
 namespace korvane::site {
@@ -37,6 +39,21 @@ std::shared_ptr<MailMessage> OpenMessage(const Visit& visit, Mail& mail) {
     throw PageFault(number == 1001 ? 404 : 502, FaultText(number, mail.web.GetLastErrorDesc()));
   }
   return message;
+}
+
+/// A message of which only the header is here is fetched when it is opened. True when that takes a
+/// password that has to be asked for first.
+bool AsksToFetch(Visit& visit, Mail& mail) {
+  const int32_t number = MessageNumber(visit);
+  if (HeadersOnly(*mail.database, visit.user(), {number}).empty()) return false;
+  const int32_t from = AccountOfMessage(*mail.database, visit.user(), number);
+  if (from < 1) return false;
+  const auto accounts = AccountsOf(*mail.database, visit.user(), from);
+  if (AsksForPasswords(visit, accounts, visit.request.path)) return true;
+  if (!accounts.empty() && !accounts[0].keeps_password) {
+    mail.web.Password(GivenPassword(visit, from));
+  }
+  return false;
 }
 
 /// A file name as a header may carry it (RFC 6266, RFC 8187): nothing in it can end the header.
@@ -191,7 +208,10 @@ void FillText(Page& page, MailMessage& message, bool as_html, bool with_pictures
 void ShowMessage(Visit& visit) {
   const auto lock = visit.site.mail.LockUser(visit.user());
   const auto mail = visit.site.mail.Open(visit.user());
+  if (AsksToFetch(visit, *mail)) return;
   const auto message = OpenMessage(visit, *mail);
+  // A form with a password is not sent again by a reload.
+  if (visit.request.method == "POST") return visit.GoTo(visit.request.path);
   const int32_t box = mail->web.Account()->BoxId();
 
   const std::string subject = message->Subject(ETextFormat::TextFormat_Normal);

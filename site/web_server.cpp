@@ -134,6 +134,7 @@ void SetRoutes(httplib::Server& server, Site& site) {
   routes.Post("/delete", DeleteMessages);
   routes.Post("/undo", UndoDelete);
   routes.Get(R"(/message/(\d+))", ShowMessage);
+  routes.Post(R"(/message/(\d+))", ShowMessage);
   routes.Get(R"(/message/(\d+)/body)", ShowBody);
   routes.Get(R"(/message/(\d+)/source)", SendSource);
   routes.Get(R"(/message/(\d+)/attachment/(-?\d+))", SendFile);
@@ -144,7 +145,9 @@ void SetRoutes(httplib::Server& server, Site& site) {
   routes.Get("/maintenance", ShowMaintenance);
   routes.Post("/maintenance/compact", CompactNow);
   routes.Get("/peek", ShowPeek);
+  routes.Post("/peek", ShowPeek);
   routes.Get(R"(/peek/(\d+))", PeekMessage);
+  routes.Post(R"(/peek/(\d+))", PeekMessage);
   routes.Post(R"(/peek/(\d+)/delete)", PeekDelete);
 }
 

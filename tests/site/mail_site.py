@@ -77,9 +77,13 @@ class MailSite:
             self._process.wait(20)
         except subprocess.TimeoutExpired:
             self._process.kill()
+            self._process.wait()
         self._process.stdout.close()
         self._log.close()
+        said = (self.folder / "site.log").read_text(errors="replace")
         shutil.rmtree(self.folder, ignore_errors=True)
+        # Under a sanitizer this is where its findings show.
+        assert self._process.returncode == 0, f"the site ended with {self._process.returncode}:\n{said[-5000:]}"
 
 
 class Answer:
