@@ -5,6 +5,7 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -49,8 +50,8 @@ class Package(unittest.TestCase):
         cls.server.stdout.close()
         cls.folder.cleanup()
 
-    def assert_lists_the_box(self, program, **environment):
-        output = run(program, env={**self.environment, **environment})
+    def assert_lists_the_box(self, program, arguments=(), **environment):
+        output = run(program, *arguments, env={**self.environment, **environment})
         count = len(list((SOURCE / "tests/mail/real").glob("*.eml")))
         self.assertIn(f"{count} messages on 2 pages", output)
         self.assertIn("Evviva! La barca è finita", output)
@@ -68,6 +69,14 @@ class Package(unittest.TestCase):
             f"-DCMAKE_PREFIX_PATH={self.prefix}")
         run("cmake", "--build", build)
         self.assert_lists_the_box(build / "sync_and_list")
+        self.assert_lists_the_box(build / "list_page")
+
+    def test_the_same_page_in_python_lists_the_box(self):
+        run(self.prefix / "bin/korvane", "sync", env=self.environment)
+        library = next(self.prefix.rglob("libkorvane.so"))
+        package = next(self.prefix.rglob("korvane/__init__.py")).parent.parent
+        self.assert_lists_the_box(sys.executable, KORVANE_LIBRARY=str(library), PYTHONPATH=str(package),
+                                  arguments=[SOURCE / "examples/python/list_page.py"])
 
     def test_the_example_builds_with_pkg_config_and_runs(self):
         flags = run("pkg-config", "--cflags", "--libs", "korvane",

@@ -292,6 +292,42 @@ async function desktop(browser, context, page) {
     // The account that is left is the default one again, so mail can be fetched.
     assert(await page.locator('.accounts .card:has-text("ann") .badge').count() === 1, 'no default is left');
   });
+  await check('a password that is not kept is asked for, once each time', async () => {
+    await open(page, '/accounts');
+    await page.fill('#server', '127.0.0.1');
+    await page.fill('#port', POP3_PORT);
+    await page.setChecked('input[name=tls]', false);
+    await page.fill('#username', 'bob');
+    await page.setChecked('input[name=ask]', true);
+    await page.click('button:text("Save and verify")');
+    assert((await notice(page)).includes('asked for each time'), await notice(page));
+    const bob = { label: 'bob at pop3://127.0.0.1' };
+    const give = async (password) => {
+      await page.fill('input[type=password]', password);
+      await page.click('button:text("Go on")');
+    };
+    await getMail(page, { which: bob });
+    await axeFinds(page, 'password');
+    await shot('password');
+    await give('secret');
+    await fetched(page);
+    assert((await notice(page)).includes('1 new message'), await notice(page));
+    await getMail(page, { which: bob });
+    await give('wrong');
+    await fetched(page);
+    assert((await notice(page)).includes('could not be fetched'), await notice(page));
+    await open(page, '/peek');
+    await page.selectOption('select[name=account]', bob);
+    await page.click('button:text("Look")');
+    await give('secret');
+    assert(await page.locator('.message').count() === 1, 'this is another account');
+    await axeFinds(page, 'peek at another account');
+    await page.click('.message a');
+    await give('secret');
+    assert(await page.locator('button:text("Delete on the server")').count() === 1, 'no message');
+    await open(page, '/accounts');
+    await page.locator('.accounts .card:has-text("bob") >> text=Remove').click();
+  });
   await check('maintenance tells what is dead, and compacts', async () => {
     await open(page, '/maintenance');
     await axeFinds(page, 'maintenance');
