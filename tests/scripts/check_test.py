@@ -79,26 +79,27 @@ class Check(unittest.TestCase):
         self.assertIn("Failed: Build", self.output)
 
     def prepare_all(self):
-        for name in ("fuzz_briefly", "check_format", "tidy"):
+        for name in ("fuzz_briefly", "check_format", "tidy", "i386_system"):
             self.play_script(name, "exit 0")
         shutil.copy(self.folder / "scripts/tidy", self.folder / "start")
 
-    def test_all_adds_up_the_three_runs_of_the_tests(self):
+    def test_all_adds_up_the_four_runs_of_the_tests(self):
         self.prepare_all()
-        self.assertEqual(self.check("--all"), (0, "36 passed, 0 failed"))
+        self.assertEqual(self.check("--all"), (0, "48 passed, 0 failed"))
 
     def test_a_step_that_fails_makes_the_status_of_all(self):
         self.prepare_all()
         for name in ("fuzz_briefly", "check_format", "tidy"):
             self.play_script(name, "exit 3")
-            self.assertEqual(self.check("--all"), (1, "36 passed, 0 failed"), name)
+            self.assertEqual(self.check("--all"), (1, "48 passed, 0 failed"), name)
             self.play_script(name, "exit 0")
 
-    def test_windows_builds_both_architectures_and_runs_the_tests_of_one(self):
+    def test_windows_builds_both_architectures_and_runs_their_tests(self):
         self.play("cmake", "echo \"$*\" >>cmake-was-asked")
         self.play("ctest", f"echo \"asked for $*\"; printf '%s' '{PASSED}'")
-        self.assertEqual(self.check("windows"), (0, "12 passed, 0 failed"))
+        self.assertEqual(self.check("windows"), (0, "24 passed, 0 failed"))
         self.assertIn("--preset mingw64", self.output)
+        self.assertIn("--preset mingw32", self.output)
         self.assertNotIn("-R windows", self.output)
         asked = (self.folder / "cmake-was-asked").read_text()
         self.assertIn("--build --preset mingw64", asked)
@@ -109,6 +110,17 @@ class Check(unittest.TestCase):
         self.assertEqual(self.check("windows"), (1, "12 passed, 0 failed"))
         self.play("cmake", "case $* in *mingw64*) exit 1; esac")
         self.assertEqual(self.check("windows"), (1, "0 passed, 0 failed"))
+
+    def test_without_an_i386_system_the_rest_is_still_run(self):
+        self.prepare_all()
+        self.play_script("i386_system", "echo no root; exit 1")
+        self.assertEqual(self.check("--all"), (0, "48 passed, 0 failed"))
+        self.assertIn("not run", self.output)
+
+    def test_an_i386_system_that_cannot_be_made_is_a_failure(self):
+        self.prepare_all()
+        self.play_script("i386_system", '[ "$1" = --can ]')
+        self.assertEqual(self.check("--all"), (1, "48 passed, 0 failed"))
 
     def test_a_name_runs_the_tests_that_match_it(self):
         self.play("ctest", f"echo \"asked for $*\"; printf '%s' '{PASSED}'")

@@ -23,21 +23,27 @@ add_executable(script_host ${host_sources})
 target_link_libraries(script_host PRIVATE korvane_windows_support psapi)
 target_link_options(script_host PRIVATE -municode)
 
-# x86 programs do not run under a Wine that is for x64 alone.
-if(NOT CMAKE_SIZEOF_VOID_P EQUAL 8 OR NOT TARGET Korvane_beta1)
-  return()
-endif()
-
 set(environment "KORVANE_SOURCE_DIR=${PROJECT_SOURCE_DIR};KORVANE_BINARY_DIR=${PROJECT_BINARY_DIR}"
     PYTHONDONTWRITEBYTECODE=1)
+add_test(NAME windows.exports
+         COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/exports_check.py ${CMAKE_OBJDUMP})
+set_tests_properties(windows.exports PROPERTIES ENVIRONMENT "${environment}")
+if(NOT KORVANE_RUNS_HERE)
+  return()
+endif()
+if(wine_runner)
+  list(APPEND environment "KORVANE_WINE=${wine_runner} wine"
+       "KORVANE_WINESERVER=${wine_runner} wineserver")
+endif()
+
 function(korvane_windows_test name)
-  add_test(NAME windows.${name} COMMAND Python3::Interpreter ${ARGN})
+  add_test(NAME windows.${name} COMMAND ${Python3_EXECUTABLE} ${ARGN})
   set_tests_properties(windows.${name} PROPERTIES TIMEOUT 300 FIXTURES_REQUIRED wine
                        ENVIRONMENT "${environment}")
 endfunction()
 
-add_test(NAME windows.prefix COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/prefix.py make)
-add_test(NAME windows.prefix_end COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/prefix.py end)
+add_test(NAME windows.prefix COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/prefix.py make)
+add_test(NAME windows.prefix_end COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/prefix.py end)
 set_tests_properties(windows.prefix windows.prefix_end PROPERTIES ENVIRONMENT "${environment}"
                      TIMEOUT 120)
 set_tests_properties(windows.prefix PROPERTIES FIXTURES_SETUP wine)
@@ -50,7 +56,11 @@ foreach(page ${pages})
   get_filename_component(name ${page} NAME)
   korvane_windows_test(${name} ${CMAKE_CURRENT_SOURCE_DIR}/run_page.py ${name})
 endforeach()
-foreach(page ado listing)
+# The i386 system has SQLite's driver only.
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  set(pages_on_postgresql ado listing)
+endif()
+foreach(page ${pages_on_postgresql})
   korvane_windows_test(${page}.vbs_on_postgresql ${CMAKE_CURRENT_SOURCE_DIR}/run_page.py ${page}.vbs
                        postgresql)
 endforeach()

@@ -17,8 +17,8 @@ BUILD = pathlib.Path(os.environ.get("KORVANE_BINARY_DIR", SOURCE / "build" / "mi
 BIN = BUILD / "bin"
 PREFIX = BUILD / "prefix"
 HERE = pathlib.Path(__file__).resolve().parent
-WINE = os.environ.get("KORVANE_WINE", "wine")
-WINESERVER = os.environ.get("KORVANE_WINESERVER", "wineserver")
+WINE = os.environ.get("KORVANE_WINE", "wine").split()
+WINESERVER = os.environ.get("KORVANE_WINESERVER", "wineserver").split()
 
 # Nothing of the desktop; dates day first unless a test asks for them otherwise.
 REGISTRY = """Windows Registry Editor Version 5.00
@@ -43,7 +43,7 @@ def run(*command, timeout=120):
     """The status and the output of a Windows program. The services that it starts keep its output
     open, so that is a file and no pipe."""
     with tempfile.TemporaryFile() as output:
-        done = subprocess.run([WINE, *map(str, command)], env=environment(), stdin=subprocess.DEVNULL,
+        done = subprocess.run([*WINE, *map(str, command)], env=environment(), stdin=subprocess.DEVNULL,
                               timeout=timeout, stdout=output, stderr=subprocess.STDOUT)
         output.seek(0)
         return done.returncode, output.read().decode("utf-8", "replace")
@@ -73,7 +73,7 @@ def make():
         shutil.rmtree(PREFIX, ignore_errors=True)
         BUILD.mkdir(parents=True, exist_ok=True)
         must_run("wineboot", "--init")
-    subprocess.Popen([WINE, str(BIN / "script_host.exe"), "--stay"], env=environment(),
+    subprocess.Popen([*WINE, str(BIN / "script_host.exe"), "--stay"], env=environment(),
                      stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     import_registry(REGISTRY, BUILD)
     for library in ("test_ado.dll", "Korvane_beta1.dll"):
@@ -81,7 +81,7 @@ def make():
 
 
 def wineserver(*arguments):
-    subprocess.run([WINESERVER, *arguments], env=environment(), check=False)
+    subprocess.run([*WINESERVER, *arguments], env=environment(), check=False)
 
 
 def end():
