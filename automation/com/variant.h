@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "utf16.h"
+#include "frame/utf16.h"
 
 namespace korvane::com {
 

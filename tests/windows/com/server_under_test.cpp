@@ -66,7 +66,7 @@ Reference<IDispatch> Outcome::Object() const {
 }
 
 DISPID IdOf(IDispatch* object, std::string_view name) {
-  std::u16string text = com::ToUtf16(name);
+  std::u16string text = ToUtf16(name);
   auto* wide = reinterpret_cast<OLECHAR*>(text.data());
   DISPID id = DISPID_UNKNOWN;
   object->GetIDsOfNames(IID_NULL, &wide, 1, LOCALE_USER_DEFAULT, &id);

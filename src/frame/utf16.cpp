@@ -1,10 +1,10 @@
-#include "utf16.h"
+#include "frame/utf16.h"
 
 #include <cstdint>
 
 #include "frame/code_page.h"
 
-namespace korvane::com {
+namespace korvane {
 
 namespace {
 
@@ -82,4 +82,4 @@ std::u16string ToUtf16(std::string_view utf8) {
   return text;
 }
 
-}  // namespace korvane::com
+}  // namespace korvane
