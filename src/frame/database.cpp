@@ -94,10 +94,13 @@ class EngineConnection final : public Connection {
   std::optional<bool> keeps_counts_;
 };
 
-std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url) {
+}  // namespace
+
+std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url, bool create) {
+  if (!url.odbc.empty()) return OpenOdbc(url, create);
   switch (url.dialect) {
     case Dialect::kSqlite:
-      return OpenSqlite(url, false);
+      return OpenSqlite(url, create);
     case Dialect::kPostgresql:
       return OpenPostgresql(url);
     case Dialect::kMariadb:
@@ -106,11 +109,9 @@ std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url) {
   return OpenMariadb(url);
 }
 
-}  // namespace
-
 std::shared_ptr<Connection> OpenDatabase(const std::string& text) {
   const DatabaseUrl url = DatabaseUrl::Parse(text);
-  return std::make_shared<EngineConnection>(OpenDriver(url), url.MonthFirst());
+  return std::make_shared<EngineConnection>(OpenDriver(url, false), url.MonthFirst());
 }
 
 }  // namespace korvane

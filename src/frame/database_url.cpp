@@ -5,6 +5,8 @@
 #include <optional>
 #include <string_view>
 
+#include "frame/odbc_string.h"
+
 namespace korvane {
 
 namespace {
@@ -118,10 +120,10 @@ DatabaseUrl DatabaseUrl::Parse(const std::string& text) {
   if (colon == std::string_view::npos) Refuse("no engine in front of a colon");
   const std::string_view engine = whole.substr(0, colon);
   std::string_view rest = whole.substr(colon + 1);
-  if (const size_t question = rest.find('?'); question != std::string_view::npos) {
-    ParseOptions(rest.substr(question + 1), url);
-    rest = rest.substr(0, question);
-  }
+  const size_t question =
+      engine == "odbc" ? OdbcString::End(rest) : std::min(rest.find('?'), rest.size());
+  ParseOptions(rest.substr(std::min(question + 1, rest.size())), url);
+  rest = rest.substr(0, question);
   if (engine == "sqlite") {
     url.dialect = Dialect::kSqlite;
     ParseFile(rest, url);
@@ -131,8 +133,13 @@ DatabaseUrl DatabaseUrl::Parse(const std::string& text) {
   } else if (engine == "mysql" || engine == "mariadb") {
     url.dialect = Dialect::kMariadb;
     ParseServer(rest, url);
+  } else if (engine == "odbc") {
+    const OdbcString parts(rest);
+    url.odbc = rest;
+    url.password = parts.Value("PWD");
+    if (url.password.empty()) url.password = parts.Value("Password");
   } else {
-    Refuse("the engine is not one of sqlite, postgresql and mysql");
+    Refuse("the engine is not one of sqlite, postgresql, mysql and odbc");
   }
   return url;
 }

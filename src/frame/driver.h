@@ -64,11 +64,11 @@ class Driver {
   virtual ~Driver() = default;
 
   virtual Dialect dialect() const = 0;
+  /// True when a statement's parameters are $1, $2 and so on; they are question marks otherwise.
+  virtual bool NumbersParameters() const { return false; }
   /// Runs one statement. It is prepared once and kept.
   virtual Rows Run(const std::string& statement, std::span<const Parameter> parameters) = 0;
   Rows Run(const std::string& statement) { return Run(statement, {}); }
-  /// The columns of a table or view in their order; empty when there is none of that name.
-  virtual std::vector<Column> Describe(const std::string& table) = 0;
   /// Runs the statements of a script, separated by ";" at the end of a line.
   virtual void RunScript(const std::string& script) = 0;
 
@@ -87,6 +87,10 @@ class Driver {
 std::unique_ptr<Driver> OpenSqlite(const DatabaseUrl& url, bool create);
 std::unique_ptr<Driver> OpenPostgresql(const DatabaseUrl& url);
 std::unique_ptr<Driver> OpenMariadb(const DatabaseUrl& url);
+std::unique_ptr<Driver> OpenOdbc(const DatabaseUrl& url, bool create);
+
+/// The driver that a connection string asks for. `create` makes the file of an SQLite database.
+std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url, bool create);
 
 /// Prepared statements by their text, the least recently used given up first.
 template <class Handle>

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "frame/database_url.h"
-#include "frame/database_values.h"
+#include "frame/dialect_sql.h"
 #include "frame/driver.h"
 
 namespace korvane {
@@ -17,11 +17,6 @@ namespace korvane {
 namespace {
 
 using Kind = DatabaseError::Kind;
-
-/// Held from before the greatest identifier is asked for to the end of the transaction. The name is
-/// one for each database of a server.
-constexpr const char* kTakeLock = "SELECT GET_LOCK(CONCAT('korvane.', MD5(DATABASE())), ?)";
-constexpr const char* kGiveLock = "DO RELEASE_LOCK(CONCAT('korvane.', MD5(DATABASE())))";
 
 Kind KindOf(unsigned int code) {
   switch (code) {
@@ -70,21 +65,10 @@ ColumnKind KindOfField(const MYSQL_FIELD& field) {
   }
 }
 
-ColumnKind KindOfDeclaration(std::string_view type, std::string_view declaration) {
-  if (declaration == "tinyint(1)") return ColumnKind::kBoolean;
-  if (type == "int" || type == "bigint" || type == "smallint" || type == "tinyint" ||
-      type == "mediumint") {
-    return ColumnKind::kInteger;
-  }
-  if (type == "date" || type == "datetime" || type == "timestamp") return ColumnKind::kDate;
-  if (type == "double" || type == "float" || type == "decimal") return ColumnKind::kReal;
-  return ColumnKind::kText;
-}
-
 class MariadbDriver final : public Driver {
  public:
   explicit MariadbDriver(const DatabaseUrl& url)
-      : url_(url), lock_seconds_(std::max((url.BusyTimeout() + 999) / 1000, 1)) {
+      : url_(url), lock_seconds_(LockSeconds(url.BusyTimeout())) {
     connection_.reset(mysql_init(nullptr));
     if (!connection_) throw DatabaseError(Kind::kOther, "mariadb: out of memory");
     MYSQL* connection = connection_.get();
@@ -115,17 +99,9 @@ class MariadbDriver final : public Driver {
       if (kind == Kind::kConnectionLost) kind = Kind::kOther;
       throw DatabaseError(kind, Message(mysql_error(connection)));
     }
-    // A backslash is a character like any other, and nothing that does not fit is bent to fit.
-    // Recipients are ordered by their first 8 KB; the engine's own limit is 1 KB.
-    // Every statement sees what others have committed, so that a greatest identifier is today's.
-    const std::string wait = std::to_string(lock_seconds_);
-    Command(
-        "SET SESSION sql_mode='STRICT_ALL_TABLES,NO_BACKSLASH_ESCAPES,ANSI_QUOTES,"
-        "ERROR_FOR_DIVISION_BY_ZERO,NO_ENGINE_SUBSTITUTION',"
-        "SESSION innodb_lock_wait_timeout=" +
-        wait + ",SESSION lock_wait_timeout=" + wait +
-        ",SESSION max_sort_length=8192,SESSION sort_buffer_size=4194304");
-    Command("SET SESSION TRANSACTION ISOLATION LEVEL READ COMMITTED");
+    for (const std::string& setting : SessionSettings(Dialect::kMariadb, url.BusyTimeout())) {
+      Command(setting);
+    }
   }
 
   Dialect dialect() const override { return Dialect::kMariadb; }
@@ -147,42 +123,15 @@ class MariadbDriver final : public Driver {
     return rows;
   }
 
-  std::vector<Column> Describe(const std::string& table) override {
-    const Parameter name{ColumnKind::kText, table};
-    const Rows rows =
-        Run("SELECT COLUMN_NAME, DATA_TYPE, COLUMN_TYPE, COLUMN_KEY, CHARACTER_MAXIMUM_LENGTH "
-            "FROM information_schema.COLUMNS WHERE TABLE_SCHEMA = DATABASE() AND TABLE_NAME = ? "
-            "ORDER BY ORDINAL_POSITION",
-            std::span(&name, 1));
-    std::vector<Column> columns;
-    for (size_t i = 0; i < rows.Count(); ++i) {
-      const Cell* row = rows.Row(i);
-      Column column;
-      column.name = row[0].value_or("");
-      column.kind = KindOfDeclaration(row[1].value_or(""), row[2].value_or(""));
-      column.key = row[3] == "PRI";
-      if (row[4]) column.longest = std::stoull(*row[4]);
-      columns.push_back(std::move(column));
-    }
-    return columns;
-  }
-
   void RunScript(const std::string& script) override {
     // One statement at a time: the connection takes no more, so that nobody can add one.
-    size_t begin = 0;
-    while (begin < script.size()) {
-      size_t end = script.find(";\n", begin);
-      if (end == std::string::npos) end = script.size();
-      const std::string statement = script.substr(begin, end - begin);
-      if (statement.find_first_not_of(" \n\r\t") != std::string::npos) Command(statement);
-      begin = end + 2;
-    }
+    for (const std::string& statement : ScriptStatements(script)) Command(statement);
   }
 
   void Begin() override { Command("START TRANSACTION"); }
   void BeginAllocating() override {
     const Parameter seconds = IntegerParameter(lock_seconds_);
-    const Rows rows = Run(kTakeLock, std::span(&seconds, 1));
+    const Rows rows = Run(kMariadbTakeLock, std::span(&seconds, 1));
     if (rows.Count() != 1 || rows.Row(0)[0] != "1") {
       throw DatabaseError(Kind::kBusy, "mariadb: somebody else is adding rows");
     }
@@ -225,7 +174,7 @@ class MariadbDriver final : public Driver {
   void GiveLock() {
     if (!holds_lock_) return;
     holds_lock_ = false;
-    Command(kGiveLock);
+    Command(kMariadbGiveLock);
   }
 
   MYSQL_STMT* Prepare(const std::string& text) {

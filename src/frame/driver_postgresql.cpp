@@ -6,7 +6,7 @@
 #include <charconv>
 
 #include "frame/database_url.h"
-#include "frame/database_values.h"
+#include "frame/dialect_sql.h"
 #include "frame/driver.h"
 
 namespace korvane {
@@ -14,9 +14,6 @@ namespace korvane {
 namespace {
 
 using Kind = DatabaseError::Kind;
-
-/// Held from before the greatest identifier is asked for to the end of the transaction.
-constexpr const char* kAllocationLock = "SELECT pg_advisory_xact_lock(1265594998)";
 
 struct ClearResult {
   void operator()(PGresult* result) const { PQclear(result); }
@@ -95,6 +92,7 @@ class PostgresqlDriver final : public Driver {
   }
 
   Dialect dialect() const override { return Dialect::kPostgresql; }
+  bool NumbersParameters() const override { return true; }
 
   Rows Run(const std::string& text, std::span<const Parameter> parameters) override {
     std::string* kept = statements_.Find(text);
@@ -114,33 +112,6 @@ class PostgresqlDriver final : public Driver {
     return Take(result.get());
   }
 
-  std::vector<Column> Describe(const std::string& table) override {
-    const Parameter name{ColumnKind::kText, LowerName(table)};
-    const Rows rows = Run(
-        "SELECT a.attname, a.atttypid::int, a.atttypmod, i.indrelid IS NOT NULL "
-        "FROM pg_attribute a LEFT JOIN pg_index i ON i.indrelid = a.attrelid AND i.indisprimary "
-        "AND a.attnum = ANY (i.indkey) WHERE a.attrelid = to_regclass(quote_ident($1)) "
-        "AND a.attnum > 0 AND NOT a.attisdropped ORDER BY a.attnum",
-        std::span(&name, 1));
-    std::vector<Column> columns;
-    for (size_t i = 0; i < rows.Count(); ++i) {
-      const Cell* row = rows.Row(i);
-      constexpr Oid kVarchar = 1043;
-      constexpr int kHeader = 4;  // a length is told with the four bytes in front of a text
-      const auto type = static_cast<Oid>(std::stoul(row[1].value_or("0")));
-      const int modifier = std::stoi(row[2].value_or("-1"));
-      Column column;
-      column.name = row[0].value_or("");
-      column.kind = KindOfType(type);
-      column.key = row[3].value_or("0") != "0";
-      if (type == kVarchar && modifier > kHeader) {
-        column.longest = static_cast<size_t>(modifier - kHeader);
-      }
-      columns.push_back(std::move(column));
-    }
-    return columns;
-  }
-
   void RunScript(const std::string& script) override {
     Check(Result(PQexec(connection_.get(), script.c_str())).get());
   }
@@ -149,7 +120,7 @@ class PostgresqlDriver final : public Driver {
   void BeginAllocating() override {
     Begin();
     try {
-      Command(kAllocationLock);
+      Command(kPostgresqlAllocationLock);
     } catch (const DatabaseError&) {
       Rollback();
       throw;

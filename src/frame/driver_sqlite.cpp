@@ -1,11 +1,10 @@
 // SQLite, the embedded engine: one file, write-ahead log, full synchronisation, a busy time-out.
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <charconv>
 
 #include "frame/database_url.h"
-#include "frame/database_values.h"
+#include "frame/dialect_sql.h"
 #include "frame/driver.h"
 
 #ifndef _WIN32
@@ -33,42 +32,6 @@ DatabaseError::Kind KindOf(int code) {
     default:
       return DatabaseError::Kind::kOther;
   }
-}
-
-ColumnKind KindOfDeclaration(std::string_view type) {
-  const std::string lower = LowerName(type);
-  if (lower.starts_with("int") || lower.starts_with("bigint")) return ColumnKind::kInteger;
-  if (lower.starts_with("bool")) return ColumnKind::kBoolean;
-  if (lower.starts_with("date") || lower.starts_with("timestamp")) return ColumnKind::kDate;
-  if (lower.starts_with("real") || lower.starts_with("double")) return ColumnKind::kReal;
-  return ColumnKind::kText;
-}
-
-/// A site may have declared its columns as it liked: this engine keeps dates and booleans as texts
-/// and numbers anyway. The system's own dates and booleans are known by their names.
-ColumnKind KindOfColumn(std::string_view name, std::string_view type) {
-  const ColumnKind declared = KindOfDeclaration(type);
-  const std::string lower = LowerName(name);
-  const auto is_one_of = [&](std::initializer_list<std::string_view> names) {
-    return std::ranges::find(names, lower) != names.end();
-  };
-  if (declared == ColumnKind::kText && is_one_of({"data", "data1", "data3"})) {
-    return ColumnKind::kDate;
-  }
-  if (declared != ColumnKind::kDate &&
-      is_one_of({"letto", "allegati", "cancellata", "dwnldcorrettofaq", "error"})) {
-    return ColumnKind::kBoolean;
-  }
-  return declared;
-}
-
-/// The 255 of "VARCHAR(255)".
-size_t LengthOfDeclaration(std::string_view type) {
-  const size_t open = type.find('(');
-  size_t length = 0;
-  if (open == std::string_view::npos) return 0;
-  std::from_chars(type.data() + open + 1, type.data() + type.size(), length);
-  return length;
 }
 
 class SqliteDriver final : public Driver {
@@ -118,7 +81,7 @@ class SqliteDriver final : public Driver {
       Column column;
       column.name = sqlite3_column_name(statement, i);
       const char* declared = sqlite3_column_decltype(statement, i);
-      if (declared) column.kind = KindOfColumn(column.name, declared);
+      if (declared) column.kind = SqliteColumnKind(column.name, declared);
       rows.columns.push_back(std::move(column));
     }
     int code = sqlite3_step(statement);
@@ -138,23 +101,6 @@ class SqliteDriver final : public Driver {
     if (code != SQLITE_DONE) Throw();
     if (columns == 0) rows.affected = sqlite3_changes64(database_);
     return rows;
-  }
-
-  std::vector<Column> Describe(const std::string& table) override {
-    const Parameter name{ColumnKind::kText, table};
-    const Rows rows =
-        Run("SELECT name, type, pk FROM pragma_table_info(?) ORDER BY cid", std::span(&name, 1));
-    std::vector<Column> columns;
-    for (size_t i = 0; i < rows.Count(); ++i) {
-      const Cell* row = rows.Row(i);
-      Column column;
-      column.name = row[0].value_or("");
-      column.kind = KindOfColumn(column.name, row[1].value_or(""));
-      column.longest = LengthOfDeclaration(row[1].value_or(""));
-      column.key = row[2].value_or("0") != "0";
-      columns.push_back(std::move(column));
-    }
-    return columns;
   }
 
   void RunScript(const std::string& script) override {

@@ -27,7 +27,7 @@ namespace korvane {
 struct DatabaseSession {
   DatabaseSession(std::unique_ptr<Driver> open_driver, bool dates_month_first)
       : driver(std::move(open_driver)),
-        translator(driver->dialect()),
+        translator(driver->dialect(), driver->NumbersParameters()),
         month_first(dates_month_first) {}
 
   std::unique_ptr<Driver> driver;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "frame/database_values.h"
+#include "frame/dialect_sql.h"
 #include "frame/keyset_recordset.h"
 
 namespace korvane {
@@ -63,7 +64,7 @@ const std::vector<Column>& DatabaseSession::ColumnsOf(const std::string& table) 
   const auto found = tables_.find(table);
   if (found != tables_.end()) return found->second;
   static const std::vector<Column> kNone;
-  std::vector<Column> columns = driver->Describe(table);
+  std::vector<Column> columns = DescribeTable(*driver, table);
   if (columns.empty()) return kNone;  // not kept: it may be made later
   MarkIdentifier(table, columns);
   return tables_.emplace(table, std::move(columns)).first->second;

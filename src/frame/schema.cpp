@@ -9,16 +9,16 @@
 namespace korvane {
 
 void CreateSchema(const std::string& text) {
-  const DatabaseUrl url = DatabaseUrl::Parse(text);
-  switch (url.dialect) {
+  const auto driver = OpenDriver(DatabaseUrl::Parse(text), true);
+  switch (driver->dialect()) {
     case Dialect::kSqlite:
-      OpenSqlite(url, true)->RunScript(kSqliteSchema);
+      driver->RunScript(kSqliteSchema);
       break;
     case Dialect::kPostgresql:
-      OpenPostgresql(url)->RunScript(kPostgresqlSchema);
+      driver->RunScript(kPostgresqlSchema);
       break;
     case Dialect::kMariadb:
-      OpenMariadb(url)->RunScript(kMariadbSchema);
+      driver->RunScript(kMariadbSchema);
       break;
   }
 }

@@ -165,7 +165,7 @@ std::vector<Token> Tokenize(std::string_view statement) {
 }
 
 std::string StatementTranslator::Placeholder(size_t number) const {
-  return dialect_ == Dialect::kPostgresql ? "$" + std::to_string(number) : "?";
+  return numbers_parameters_ ? "$" + std::to_string(number) : "?";
 }
 
 BoundStatement StatementTranslator::PutTogether(const std::vector<Token>& tokens) const {

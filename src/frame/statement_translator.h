@@ -58,7 +58,11 @@ struct CountTable {
 
 class StatementTranslator {
  public:
-  explicit StatementTranslator(Dialect dialect) : dialect_(dialect) {}
+  explicit StatementTranslator(Dialect dialect)
+      : StatementTranslator(dialect, dialect == Dialect::kPostgresql) {}
+  /// Parameters are numbered ($1) or question marks, as the client library takes them.
+  StatementTranslator(Dialect dialect, bool numbers_parameters)
+      : dialect_(dialect), numbers_parameters_(numbers_parameters) {}
 
   /// The whole statement.
   BoundStatement Translate(std::string_view statement) const;
@@ -79,6 +83,7 @@ class StatementTranslator {
   BoundStatement PutTogether(const std::vector<Token>& tokens) const;
 
   Dialect dialect_;
+  bool numbers_parameters_;
 };
 
 }  // namespace korvane

@@ -43,7 +43,6 @@ struct Engine {
   Shared Another(const std::string& options = "") const {
     return OpenDatabase(url + (url.find('?') == std::string::npos ? "?" : "&") + options);
   }
-  bool IsSqlite() const { return url.starts_with("sqlite"); }
 };
 
 struct Claim {

@@ -24,6 +24,20 @@ TEST_P(OnSqlite, Holds) {
 INSTANTIATE_TEST_SUITE_P(Recordset, OnSqlite, testing::ValuesIn(Claims()),
                          [](const auto& claim) { return std::string(claim.param.name); });
 
+/// A database file reached through ODBC's driver for this engine.
+std::string OdbcUrl(const std::string& path) { return "odbc:Driver=SQLite3;Database=" + path; }
+
+class OnSqliteThroughOdbc : public testing::TestWithParam<Claim> {};
+
+TEST_P(OnSqliteThroughOdbc, Holds) {
+  const TempFolder folder;
+  Engine engine(OdbcUrl(folder / "mail.db"));
+  GetParam().check(engine);
+}
+
+INSTANTIATE_TEST_SUITE_P(Recordset, OnSqliteThroughOdbc, testing::ValuesIn(Claims()),
+                         [](const auto& claim) { return std::string(claim.param.name); });
+
 std::string MessageThrownBy(const std::function<void()>& action) {
   try {
     action();
@@ -41,6 +55,79 @@ TEST(SqliteFile, AMissingFileIsAnErrorAndIsNotMade) {
   EXPECT_THAT(MessageThrownBy([&] { OpenDatabase("sqlite://" + path); }),
               testing::HasSubstr("none.db"));
   EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(SqliteThroughOdbc, AMissingFileIsAnErrorAndIsNotMade) {
+  const TempFolder folder;
+  MessageThrownBy([&] { OpenDatabase(OdbcUrl(folder / "none.db")); });
+  EXPECT_FALSE(std::filesystem::exists(folder / "none.db"));
+}
+
+TEST(SqliteThroughOdbc, TheFileIsMadeForItsOwnerOnly) {
+  const TempFolder folder;
+  const mode_t before = umask(0);
+  Engine engine(OdbcUrl(folder / "mail.db"));
+  umask(before);
+  Add(*engine.connection);
+  for (const auto& file : std::filesystem::directory_iterator(folder.path())) {
+    struct stat state {};
+    stat(file.path().c_str(), &state);
+    EXPECT_EQ(state.st_mode & 0777, 0600u) << file.path();
+  }
+}
+
+TEST(SqliteThroughOdbc, ItIsWrittenAheadAndFullySynchronised) {
+  const TempFolder folder;
+  Engine engine(OdbcUrl(folder / "mail.db"));
+  EXPECT_EQ(Text(FirstValue(*engine.connection, "PRAGMA journal_mode")), "wal");
+  EXPECT_EQ(Number(FirstValue(*engine.connection, "PRAGMA synchronous")), 2);
+  EXPECT_EQ(Number(FirstValue(*engine.connection, "PRAGMA foreign_keys")), 1);
+}
+
+TEST(SqliteThroughOdbc, ItSharesItsFileWithTheClientLibrary) {
+  const TempFolder folder;
+  Engine through(OdbcUrl(folder / "mail.db"));
+  const auto direct = OpenDatabase("sqlite://" + folder / "mail.db");
+  Add(*through.connection, {.id = 1, .sender = "Citt\xC3\xA0 \xF0\x9F\x93\xA7"});
+  Add(*direct, {.id = 2, .date = "01/01/0001 00:00:00"});
+  EXPECT_EQ(Text(direct->Open(Row(1))->Field("mittente")), "Citt\xC3\xA0 \xF0\x9F\x93\xA7");
+  EXPECT_EQ(Text(through.connection->Open(Row(2))->Field("data")), "01/01/0001 00:00:00");
+  const auto ours = OpenDatabase("sqlite://" + folder / "mail.db?timeout=100");
+  Transaction transaction(*through.connection, Transaction::Kind::kAllocating);
+  EXPECT_EQ(KindThrownBy([&] { ours->BeginAllocating(); }), Kind::kBusy);
+}
+
+TEST(SqliteThroughOdbc, AFaultThatIsNoTakenKeyIsNotCalledOne) {
+  const TempFolder folder;
+  Engine engine(OdbcUrl(folder / "mail.db"));
+  for (const char* statement : {"INSERT INTO mail (id_mail, id_utente, Letto) VALUES (1, 7, 5)",
+                                "INSERT INTO mail (id_mail) VALUES (1)",
+                                "INSERT INTO utenti (id_utente, Account_default) VALUES (7, 99)"}) {
+    EXPECT_EQ(KindThrownBy([&] { engine.connection->Execute(statement); }), Kind::kOther)
+        << statement;
+  }
+}
+
+TEST(SqliteThroughOdbc, BehindAFaultATransactionTakesNothingMore) {
+  const TempFolder folder;
+  Engine engine(OdbcUrl(folder / "mail.db"));
+  Add(*engine.connection, {.id = 1});
+  Transaction transaction(*engine.connection);
+  EXPECT_THROW(Add(*engine.connection, {.id = 1}), DatabaseError);
+  EXPECT_THROW(Add(*engine.connection, {.id = 2}), DatabaseError);
+  EXPECT_THROW(transaction.Commit(), DatabaseError);
+  engine.connection->Rollback();
+  EXPECT_EQ(Number(FirstValue(*engine.connection, "SELECT COUNT(*) FROM mail")), 1);
+}
+
+TEST(Odbc, ASourceThatIsNotThereIsAnErrorWithoutItsPassword) {
+  for (const char* url : {"odbc:DSN=no-such-source;UID=ada;PWD=a-secret-word",
+                          "odbc:Driver=PostgreSQL Unicode;Servername=/nowhere;Database=x;UID=ada;"
+                          "PWD={a-secret-word}",
+                          "odbc:Driver=/nowhere.so;Password=a-secret-word"}) {
+    EXPECT_THAT(MessageThrownBy([&] { OpenDatabase(url); }),
+                testing::Not(testing::HasSubstr("secret")));
+  }
 }
 
 TEST(SqliteFile, AFileThatIsNoDatabaseIsAnError) {

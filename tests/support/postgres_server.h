@@ -42,6 +42,11 @@ class PostgresServer {
   std::string Url(const std::string& database) const {
     return "postgresql://korvane@/" + database + "?host=" + folder_.path();
   }
+  /// The same database through ODBC.
+  std::string OdbcUrl(const std::string& database) const {
+    return "odbc:Driver=PostgreSQL Unicode;Servername=" + folder_.path() +
+           ";Port=5432;Database=" + database + ";Username=korvane";
+  }
   /// Makes an empty database and gives its URL.
   std::string MakeDatabase(const std::string& name) {
     OpenDatabase(Url("postgres"))->Execute("CREATE DATABASE " + name);
