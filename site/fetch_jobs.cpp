@@ -78,7 +78,7 @@ void FetchJobs::FetchOne(Job& job, Mail& mail, int32_t user, const AccountEntry&
 
 // Without the lock of the user's requests: the component locks the store itself while it writes,
 // and the pages stay readable while a slow server answers.
-void FetchJobs::Run(const std::shared_ptr<Job>& job, int32_t user, FetchRequest request) {
+void FetchJobs::Run(const std::shared_ptr<Job>& job, int32_t user, const FetchRequest& request) {
   std::string fault;
   try {
     const auto mail = mail_.Open(user);

@@ -52,7 +52,7 @@ class FetchJobs {
   struct Job;
   void FetchOne(Job& job, Mail& mail, int32_t user, const AccountEntry& account,
                 const FetchRequest& request);
-  void Run(const std::shared_ptr<Job>& job, int32_t user, FetchRequest request);
+  void Run(const std::shared_ptr<Job>& job, int32_t user, const FetchRequest& request);
 
   MailAccess& mail_;
   mutable std::mutex mutex_;
