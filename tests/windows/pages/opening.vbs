@@ -83,3 +83,7 @@ Set oOpened = oWeb.GetMessage(i, True)
 NoError oWeb, "a message is fetched and deleted on its server"
 Test.Equal oOpened.IdOnServer, CLng(-100), "it has no number there any more"
 Test.Equal TextOf(oWeb.GetMessage(i), 1), "kept here", "but is here"
+
+oWeb.UserId = 8
+Test.Check oWeb.GetMessage(1) Is Nothing, "UserId assigned after Init reaches the account"
+HasError oWeb, 1001, "another user's message is 1001"
