@@ -4,13 +4,6 @@
 // in it is answered as by any server. In the end the dialogue must have been gone through.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <chrono>
 #include <string>
@@ -20,6 +13,7 @@
 #include <vector>
 
 #include "pop3/dialogue.h"
+#include "support/sockets.h"
 
 namespace korvane::test {
 
@@ -42,7 +36,7 @@ class AheadServer {
 
   /// Returns the port.
   int32_t Start() {
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listener_ = NewSocket(AF_INET);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -60,7 +54,7 @@ class AheadServer {
   std::string Finish() {
     ending_ = true;
     if (thread_.joinable()) thread_.join();
-    if (listener_ >= 0) close(std::exchange(listener_, -1));
+    if (listener_ >= 0) CloseSocket(std::exchange(listener_, -1));
     if (fault_.empty() && next_ < turns_.size()) {
       fault_ = "wanted \"" + turns_[next_].heard + "\", the client said no more";
     }
@@ -74,24 +68,23 @@ class AheadServer {
     std::vector<Exchange> answer;
   };
 
-  bool Waits(int socket, int events) const {
-    pollfd waiting{socket, static_cast<short>(events), 0};
+  bool Waits(int socket) const {
     for (int i = 0; i < 500 && !(ending_ && i > 2); ++i) {
-      if (poll(&waiting, 1, 10) == 1) return true;
+      if (WaitForInput(socket, 10)) return true;
     }
     return false;
   }
 
   void Work() {
-    while (fault_.empty() && Waits(listener_, POLLIN)) {
-      client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-      const int on = 1;
-      setsockopt(client_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    IgnoreDeadConnections();
+    while (fault_.empty() && Waits(listener_)) {
+      client_ = AcceptOne(listener_);
+      SendAtOnce(client_);
       std::string input;
       const bool goes_on = next_ < turns_.size() && turns_[next_].new_connection;
       Do(goes_on || next_ == 0 ? turns_[next_++] : turns_[0]);
       for (std::string line; client_ >= 0 && fault_.empty() && ReadLine(input, line);) Take(line);
-      if (client_ >= 0) close(std::exchange(client_, -1));
+      if (client_ >= 0) CloseSocket(std::exchange(client_, -1));
     }
   }
 
@@ -145,7 +138,7 @@ class AheadServer {
           std::this_thread::sleep_for(std::chrono::milliseconds(exchange.number));
           break;
         case Exchange::Kind::kClose:
-          if (client_ >= 0) close(std::exchange(client_, -1));
+          if (client_ >= 0) CloseSocket(std::exchange(client_, -1));
           break;
         default:
           break;
@@ -156,7 +149,7 @@ class AheadServer {
 
   bool Say(std::string_view bytes) {
     while (client_ >= 0 && !bytes.empty()) {
-      const ssize_t sent = send(client_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      const std::ptrdiff_t sent = SendSome(client_, bytes);
       if (sent <= 0) return false;
       bytes.remove_prefix(static_cast<size_t>(sent));
     }
@@ -167,8 +160,8 @@ class AheadServer {
     size_t end;
     while ((end = input.find("\r\n")) == std::string::npos) {
       char buffer[4096];
-      if (!Waits(client_, POLLIN)) return false;
-      const ssize_t count = recv(client_, buffer, sizeof buffer, 0);
+      if (!Waits(client_)) return false;
+      const auto count = recv(client_, buffer, sizeof buffer, 0);
       if (count <= 0) return false;
       input.append(buffer, static_cast<size_t>(count));
     }
