@@ -35,8 +35,10 @@ target_include_directories(korvane_companion_objects PUBLIC
   ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 target_compile_definitions(korvane_companion_objects PRIVATE TARSEL_MAILCONVERSIONS_BUILD)
 target_link_libraries(korvane_companion_objects PRIVATE ${tls_libraries})
-set_target_properties(korvane_companion_objects PROPERTIES
-  CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+if(NOT WIN32)
+  set_target_properties(korvane_companion_objects PROPERTIES
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+endif()
 add_library(Tarsel_MailConversions SHARED $<TARGET_OBJECTS:korvane_companion_objects>)
 target_include_directories(Tarsel_MailConversions PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)

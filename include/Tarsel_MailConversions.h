@@ -38,7 +38,8 @@ extern "C" {
  *
  * TLS (RFC 8314), 1.2 or later: port 995, or a host written "pop3s://name", speaks TLS from the
  * first byte, with the peer's certificate and name (or address) verified against the system's
- * store, or against what SSL_CERT_FILE and SSL_CERT_DIR name. "pop3://name" forces plain text.
+ * store, or against what SSL_CERT_FILE and SSL_CERT_DIR name (on Windows the store alone, and 1.2
+ * only). "pop3://name" forces plain text.
  * "pop3s-insecure://name" speaks TLS without verifying, for a test server, and says so in a line
  * on standard error. "+ahead" before the "://" of any of these changes nothing here: it is a mark
  * for the caller. A host may carry a port of its own after ":" only in these prefixed forms,

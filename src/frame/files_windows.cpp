@@ -49,7 +49,7 @@ std::wstring Wide(const std::string& text) {
 
 // The full path behind the prefix that lifts the limits on its length. A device stays one.
 std::wstring SystemPath(const std::string& path) {
-  const std::wstring wide = Wide(path);
+  std::wstring wide = Wide(path);
   const DWORD room = wide.empty() ? 0 : GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr);
   if (room == 0) return wide;
   std::wstring full(room, L'\0');

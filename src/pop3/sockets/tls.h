@@ -11,7 +11,8 @@ namespace korvane::sockets {
 class Tls {
  public:
   /// The handshake. With `verify` the peer must present a certificate for `name` that the system's
-  /// store (or what SSL_CERT_FILE and SSL_CERT_DIR name) vouches for. None on any failure.
+  /// store (or, where that is OpenSSL's, what SSL_CERT_FILE and SSL_CERT_DIR name) vouches for.
+  /// None on any failure.
   static std::unique_ptr<Tls> Handshake(const TcpSocket& socket, const std::string& name,
                                         bool verify, const Deadline& deadline);
   virtual ~Tls() = default;
