@@ -10,6 +10,7 @@ import unittest
 SOURCE = pathlib.Path(os.environ["KORVANE_SOURCE_DIR"])
 BIN = pathlib.Path(os.environ["KORVANE_BINARY_DIR"]) / "bin"
 OBJDUMP = sys.argv.pop(1)
+ON_X86 = "i686" in OBJDUMP
 
 
 def tables(library):
@@ -39,6 +40,27 @@ class Exports(unittest.TestCase):
         needed = tables("Korvane_beta1.dll")[1]
         self.assertLessEqual(needed, windows | {"tarsel_mailconversions.dll"})
         self.assertIn("tarsel_mailconversions.dll", needed)
+
+    def test_both_are_for_the_processor_of_this_build(self):
+        for library in ("Tarsel_MailConversions.dll", "Korvane_beta1.dll"):
+            text = subprocess.run([OBJDUMP, "-f", BIN / library], check=True, capture_output=True, text=True).stdout
+            self.assertIn("file format pei-i386" if ON_X86 else "file format pei-x86-64", text)
+
+
+class ExportsOnX86(unittest.TestCase):
+    def test_a_function_removes_the_arguments_that_its_import_says(self):
+        text = (SOURCE / "cmake" / "companion_imports_x86.def").read_text()
+        promised = set(re.findall(r"^(\w+@\d+)$", text, re.M))
+        exported = tables("Tarsel_MailConversions.dll")[0]
+        self.assertEqual({name.split("@")[0] for name in promised}, exported)
+        text = subprocess.run([OBJDUMP.replace("objdump", "nm"), BIN / "Tarsel_MailConversions.dll"], check=True,
+                              capture_output=True, text=True).stdout
+        defined = set(re.findall(r" T _(\w+@\d+)$", text, re.M))
+        self.assertEqual({name for name in defined if name.split("@")[0] in exported}, promised)
+
+
+if not ON_X86:
+    del ExportsOnX86  # elsewhere callers remove the arguments themselves
 
 
 if __name__ == "__main__":

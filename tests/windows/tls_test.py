@@ -108,7 +108,7 @@ def wait_for_the_end(connection):
 
 def talk_to(host, port, *commands, timeout=8000):
     """The lines that the client prints, "connected" or "refused" first."""
-    done = subprocess.run([WINE, CLIENT, host, str(port), str(timeout)], env=environment(), timeout=120,
+    done = subprocess.run([*WINE, CLIENT, host, str(port), str(timeout)], env=environment(), timeout=120,
                           input="".join(command + "\n" for command in commands).encode(),
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     lines = done.stdout.decode().split("\n")
