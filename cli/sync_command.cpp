@@ -75,18 +75,39 @@ struct Outcome {
   }
 };
 
+/// "120 new, 3.4 of at most 20.1 MB, at most 12 s left". A selection may end early, at the first
+/// message that is known.
+std::string Words(const SelectionProgress& progress, double elapsed) {
+  const std::string most = progress.to_the_end ? "" : "at most ";
+  std::string words = std::to_string(progress.taken) + " new";
+  char text[64];
+  if (progress.whole && progress.all_bytes > 0) {
+    constexpr double kMegabyte = 1e6;
+    std::snprintf(text, sizeof text, ", %.1f of %s%.1f MB",
+                  static_cast<double>(progress.bytes) / kMegabyte, most.c_str(),
+                  static_cast<double>(progress.all_bytes) / kMegabyte);
+    words += text;
+  }
+  if (const auto left = progress.SecondsLeft(elapsed)) {
+    std::snprintf(text, sizeof text, ", %s%.0f s left", most.c_str(), *left);
+    words += text;
+  }
+  return words;
+}
+
 Outcome SyncOne(const Installation& installation, WebInterface& web, const Options& options,
                 const SyncOptions& wanted, const AccountEntry& account) {
   if (!account.keeps_password) {
     web.Password(ReadPassword(wanted.password_file, "Password of " + NameOf(account)));
   }
   ProgressLine progress("Account " + std::to_string(account.id), options.json);
-  web.Server()->OnProgress([&](int32_t looked_at, int32_t total, int32_t taken) {
-    progress.Show(looked_at, total, std::to_string(taken) + " new");
+  const auto begin = std::chrono::steady_clock::now();
+  web.Server()->OnProgress([&](const SelectionProgress& now) {
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+    progress.Show(now.looked_at, now.total, Words(now, elapsed.count()));
   });
   web.Engine()->OnStored(
       [&](int32_t stored, int32_t total) { progress.Show(stored, total, "stored"); });
-  const auto begin = std::chrono::steady_clock::now();
   const Stock before = StockOf(*installation.connection, options, account);
   web.MailListPageSize(1);
   // Nothing of this account is here: then nothing has to be looked up.

@@ -1,5 +1,6 @@
 #include "fetch_jobs.h"
 
+#include <chrono>
 #include <exception>
 #include <iostream>
 #include <utility>
@@ -85,11 +86,12 @@ void FetchJobs::Run(const std::shared_ptr<Job>& job, int32_t user, const FetchRe
     const auto accounts = AccountsOf(*mail->database, user, request.account);
     if (accounts.empty()) fault = "There is no such account.";
     mail->web.Engine()->SetOptions({.settle = true});
-    mail->web.Server()->OnProgress([&](int32_t looked_at, int32_t total, int32_t taken) {
+    auto begin = std::chrono::steady_clock::now();
+    mail->web.Server()->OnProgress([&](const SelectionProgress& now) {
+      const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
       job->With([&](Progress& progress) {
-        progress.looked_at = looked_at;
-        progress.total = total;
-        progress.taken = taken;
+        progress.selection = now;
+        progress.seconds_left = now.SecondsLeft(elapsed.count());
       });
     });
     // A page size of 1: the listing that comes with it is not shown.
@@ -97,8 +99,10 @@ void FetchJobs::Run(const std::shared_ptr<Job>& job, int32_t user, const FetchRe
     for (const AccountEntry& account : accounts) {
       job->With([&](Progress& progress) {
         progress.account = account.username;
-        progress.looked_at = progress.total = progress.taken = 0;
+        progress.selection = {};
+        progress.seconds_left.reset();
       });
+      begin = std::chrono::steady_clock::now();
       FetchOne(*job, *mail, user, account, request);
     }
   } catch (const std::exception& error) {

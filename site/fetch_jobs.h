@@ -7,12 +7,14 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "facade/account_directory.h"
 #include "mail_access.h"
+#include "pop3/selection_progress.h"
 
 namespace korvane::site {
 
@@ -34,9 +36,8 @@ class FetchJobs {
   struct Progress {
     bool running = false;
     bool just_ended = false;  ///< told once
-    int32_t looked_at = 0;
-    int32_t total = 0;
-    int32_t taken = 0;
+    SelectionProgress selection;
+    std::optional<double> seconds_left;
     int64_t stored = 0;   ///< new messages, counted when an account is done
     std::string account;  ///< the one that is looked at, where there are several
     std::string fault;    ///< "" when all went well

@@ -1,6 +1,7 @@
 // A box: one page of its messages, getting new ones, deleting.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <map>
 
 #include "box_rows.h"
@@ -95,8 +96,8 @@ void FillPaging(Page& page, const BoxView& view, int32_t pages) {
 void FillProgress(Page& page, const FetchJobs::Progress& progress) {
   if (!progress.running) return;
   auto& row = page.Row("FETCHING");
-  row.SetIntValue("LOOKED_AT", progress.looked_at);
-  row.SetIntValue("TOTAL", progress.total);
+  row.SetIntValue("LOOKED_AT", progress.selection.looked_at);
+  row.SetIntValue("TOTAL", progress.selection.total);
   row.SetValue("ACCOUNT", progress.account);
 }
 
@@ -196,11 +197,17 @@ void StartFetch(Visit& visit) {
 
 void ShowProgress(Visit& visit) {
   const auto progress = visit.site.jobs.Look(visit.user());
-  visit.response.set_content(std::string("{\"running\":") + (progress.running ? "true" : "false") +
-                                 ",\"looked_at\":" + std::to_string(progress.looked_at) +
-                                 ",\"total\":" + std::to_string(progress.total) +
-                                 ",\"taken\":" + std::to_string(progress.taken) + "}",
-                             "application/json");
+  const SelectionProgress& now = progress.selection;
+  const std::string left =
+      progress.seconds_left ? std::to_string(std::llround(*progress.seconds_left)) : "null";
+  visit.response.set_content(
+      std::string("{\"running\":") + (progress.running ? "true" : "false") +
+          ",\"looked_at\":" + std::to_string(now.looked_at) +
+          ",\"total\":" + std::to_string(now.total) + ",\"taken\":" + std::to_string(now.taken) +
+          ",\"bytes\":" + std::to_string(now.whole ? now.bytes : 0) +
+          ",\"all_bytes\":" + std::to_string(now.whole ? now.all_bytes : 0) + ",\"to_the_end\":" +
+          (now.to_the_end ? "true" : "false") + ",\"seconds_left\":" + left + "}",
+      "application/json");
 }
 
 namespace {

@@ -10,8 +10,13 @@ if (box) {
       if (!state.running) return location.assign(box.dataset.here);
       const bar = document.getElementById('bar');
       if (state.total > 0) { bar.max = state.total; bar.value = state.looked_at; }
+      const most = state.to_the_end ? '' : 'at most ';
+      const megabytes = (bytes) => (bytes / 1e6).toFixed(1);
       document.getElementById('progress-text').textContent =
-        `${state.looked_at} of ${state.total} looked at, ${state.taken} new`;
+        `${state.looked_at} of ${most}${state.total} looked at, ${state.taken} new` +
+        (state.all_bytes > 0
+          ? `, ${megabytes(state.bytes)} of ${most}${megabytes(state.all_bytes)} MB` : '') +
+        (state.seconds_left === null ? '' : `, ${most}${state.seconds_left} s left`);
     } catch { /* the next try may do */ }
     setTimeout(ask, 500);
   };

@@ -22,6 +22,7 @@
 #include "../message/mail_messages.h"
 #include "message_traits.h"
 #include "replies.h"
+#include "selection_progress.h"
 #include "server_link.h"
 
 namespace korvane {
@@ -123,8 +124,8 @@ class MailServer : public Object, public ErrorState {
   /// it found none on the server.
   const std::optional<std::string>& NewestReceived() const { return newest_received_; }
 
-  /// Called while a selection goes on: messages looked at, messages on the server, messages taken.
-  using Progress = std::function<void(int32_t looked_at, int32_t total, int32_t taken)>;
+  /// Called while a selection goes on.
+  using Progress = std::function<void(const SelectionProgress&)>;
   void OnProgress(Progress progress) { progress_ = std::move(progress); }
 
   /// What a server may cost before it is given up with 1063.
@@ -136,7 +137,7 @@ class MailServer : public Object, public ErrorState {
     int32_t timeouts_per_command = 10;
     /// A selection of whole messages stops when it has taken this many bytes, so that a large
     /// mailbox does not have to fit into memory.
-    int64_t selection_bytes = 64 * 1024 * 1024;
+    int64_t selection_bytes = 32 * 1024 * 1024;
   };
   void SetLimits(const Limits& limits);
 
@@ -216,7 +217,9 @@ class MailServer : public Object, public ErrorState {
   std::string command_line_;
   int32_t message_size_ = 0;
   int32_t message_count_ = -1;
-  bool count_read_ = false;  ///< the last reply to STAT held a count
+  bool count_read_ = false;      ///< the last reply to STAT held a count
+  int64_t mailbox_bytes_ = -1;   ///< of the session's first reply to STAT
+  int64_t looked_at_bytes_ = 0;  ///< of the messages that the session's selections looked at
   int32_t received_ = 0;
   int32_t server_timeout_ = 7000;
 

@@ -1,6 +1,7 @@
 #include "pop3/replies.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 #include <utility>
 
@@ -45,6 +46,15 @@ std::optional<int32_t> StatCount(std::string_view reply) {
   const std::string_view count = rest.substr(0, rest.find(' '));
   if (count.empty() || !IsDigit(count.front())) return std::nullopt;
   return ReplyNumber(count);
+}
+
+int64_t StatSize(std::string_view reply) {
+  const ReplyField field = SecondReplyField(reply);
+  int64_t size = 0;
+  if (field.error != 0 || field.value.empty() || !IsDigit(field.value.front())) return 0;
+  const char* const end = field.value.data() + field.value.size();
+  const auto result = std::from_chars(field.value.data(), end, size);
+  return result.ec == std::errc() ? size : std::numeric_limits<int64_t>::max();
 }
 
 ReplyField SecondReplyField(std::string_view reply) {

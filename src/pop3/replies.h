@@ -22,6 +22,9 @@ int32_t ReplyNumber(std::string_view text);
 /// "+OK " must come before it. Nothing when no digit stands there.
 std::optional<int32_t> StatCount(std::string_view reply);
 
+/// The size of the mailbox in a reply to STAT, behind the count; 0 when there is none.
+int64_t StatSize(std::string_view reply);
+
 /// What follows the second blank of a reply to LIST or UIDL, up to the line end.
 struct ReplyField {
   int32_t error = 0;  ///< 1075 without a first blank, 1076 without a second, else 0

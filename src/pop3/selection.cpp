@@ -82,21 +82,27 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
   }
   const ScanTime last = LastDownloadTime(selection.last_time);
   KnownMessages known(connection, *user_);
-  const int32_t total = message_count_;
-  int32_t looked_at = 0;
-  int32_t taken = 0;
   bool past = false;  // everything new was seen
   const int32_t newest =
       selection.start > 0 ? std::min(selection.start, LastNumber()) : LastNumber();
-  Foresight foresight(
-      link_, {.whole = selection.whole,
-              .all_new = !selection.first_download && last.readable && last.text == kFirstMoment,
-              .goes_on = selection.start > 0,
-              .most_bytes = limits_.selection_bytes,
-              .next = [this](int32_t number) { return NumberBelow(number); }});
+  const bool all_new = !selection.first_download && last.readable && last.text == kFirstMoment;
+  SelectionProgress progress{.looked_at = LastNumber() - newest,
+                             .total = LastNumber(),
+                             .bytes = looked_at_bytes_,
+                             .all_bytes = mailbox_bytes_,
+                             .whole = selection.whole,
+                             .to_the_end = all_new};
+  Foresight foresight(link_, {.whole = selection.whole,
+                              .all_new = all_new,
+                              .goes_on = selection.start > 0,
+                              .most_bytes = limits_.selection_bytes,
+                              .next = [this](int32_t number) { return NumberBelow(number); }});
   for (int32_t number = newest; number >= 1; --number) {
     if (IsDeleted(number)) continue;
-    if (progress_) progress_(looked_at++, total, taken);
+    progress.looked_at = progress.total - number;
+    progress.bytes = looked_at_bytes_;
+    if (progress_) progress_(progress);
+    ++progress.looked_at;
     if (reader_.InStep()) foresight.AtHeader(number);
     auto header = FetchHeader(number);
     if (!header) {
@@ -104,6 +110,7 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
       SetError(selection.header_error);
       break;
     }
+    looked_at_bytes_ += header->Size();
     if (!newest_received_) newest_received_ = header->Received();
     const ScanTime time = MessageTime(header->Received());
     const int32_t order = CompareMailDates(last.text, time.text);
@@ -122,12 +129,13 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
         continue;
       }
     }
-    ++taken;
+    ++progress.taken;
     if (selection.whole && reader_.InStep()) foresight.AtMessage(number);
     if (!selection.take(number, std::move(header))) break;
     foresight.Took(selection.whole ? text_bytes_ : 0);
   }
-  if (progress_) progress_(looked_at, total, taken);
+  progress.bytes = looked_at_bytes_;
+  if (progress_) progress_(progress);
   return true;
 } catch (const DatabaseError& fault) {
   WriteDebugLog(user_->DebugMode(), user_->PathLog(), "MailServer.Select", fault.what());

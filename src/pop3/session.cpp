@@ -78,6 +78,8 @@ bool MailServer::Connect() {
   link_.SetPatience(Patience());
   deleted_.clear();
   message_count_ = -1;
+  mailbox_bytes_ = -1;
+  looked_at_bytes_ = 0;
   reader_.Reset();
   Run(Command::kGreeting, false);
   return NoError();
@@ -211,6 +213,7 @@ void MailServer::OnStat() {
     link_.NoteCount(reader_.Status());
     const std::optional<int32_t> count = StatCount(reader_.Status());
     count_read_ = count.has_value();
+    if (mailbox_bytes_ < 0) mailbox_bytes_ = StatSize(reader_.Status());
     message_count_ = count.value_or(0);
   } else {
     Reject(state_);

@@ -176,14 +176,20 @@ TEST(MailServer, ASelectionTellsItsProgress) {
   SayHeader(session.server, 1);
   session.LogIn();
   std::vector<std::tuple<int32_t, int32_t, int32_t>> told;
-  session.client->OnProgress([&](int32_t looked_at, int32_t total, int32_t taken) {
-    told.emplace_back(looked_at, total, taken);
+  std::vector<std::pair<int64_t, int64_t>> bytes;
+  session.client->OnProgress([&](const SelectionProgress& progress) {
+    told.emplace_back(progress.looked_at, progress.total, progress.taken);
+    bytes.emplace_back(progress.bytes, progress.all_bytes);
+    EXPECT_TRUE(progress.to_the_end);
   });
   FakeConnection connection;
   EXPECT_EQ(session.client->GetNewHeaders(connection, "01/01/0001 00:00:00", false)->Count(), 2);
   const std::vector<std::tuple<int32_t, int32_t, int32_t>> expected = {
       {0, 2, 0}, {1, 2, 1}, {2, 2, 2}};
   EXPECT_EQ(told, expected);
+  const std::vector<std::pair<int64_t, int64_t>> expected_bytes = {
+      {0, 200}, {100, 200}, {200, 200}};
+  EXPECT_EQ(bytes, expected_bytes);
   session.End();
 }
 
@@ -192,8 +198,8 @@ TEST(MailServer, ASessionThatIsClosedDuringASelectionIsItsHeaderError) {
   session.server.Login("bob", "secret").Hear("STAT").SayLine("+OK 2 200");
   SayHeader(session.server, 2);
   session.LogIn();
-  session.client->OnProgress([&](int32_t looked_at, int32_t, int32_t) {
-    if (looked_at == 1) session.client->CloseConnection();
+  session.client->OnProgress([&](const SelectionProgress& progress) {
+    if (progress.looked_at == 1) session.client->CloseConnection();
   });
   FakeConnection connection;
   const auto messages = session.client->GetNewHeaders(connection, "01/01/0001 00:00:00", false);
