@@ -98,9 +98,11 @@ void Foresight::Took(int64_t bytes) {
   expect_taken_ = true;
   taken_bytes_ += bytes;
   if (plan_.whole) estimate_ = std::max(bytes, (3 * estimate_ + bytes) / 4);
+  ++taken_;
   if (link_.HadToWait()) {
     easy_ = 0;
-    window_ = std::min(window_ + 3, kMostMessages);
+    // Never far more than was of use so far: the selection may be at its end.
+    window_ = std::max(window_, std::min({2 * window_, 4 * taken_, kMostMessages}));
   } else if (++easy_ > 2 * window_) {
     easy_ = 0;
     window_ = std::max(window_ * 3 / 4, std::min(window_, kManyMessages));

@@ -46,6 +46,7 @@ class Foresight {
   bool expect_taken_;
   int32_t next_ = 0;  ///< the message to announce next
   int64_t estimate_;  ///< bytes of one message
+  int64_t taken_ = 0;
   int64_t taken_bytes_ = 0;
 };
 
