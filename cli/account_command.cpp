@@ -11,6 +11,8 @@
 #include "cli/program.h"
 #include "cli/table.h"
 #include "cli/terminal_text.h"
+#include "pop3/capabilities.h"
+#include "pop3/host_scheme.h"
 
 namespace korvane::cli {
 namespace {
@@ -28,6 +30,7 @@ struct AccountOptions {
   bool ask_always = false;
   bool new_password = false;
   bool make_default = false;
+  std::string read_ahead;  ///< "on", "off" or nothing
 };
 using Shared = std::shared_ptr<AccountOptions>;
 
@@ -38,6 +41,7 @@ std::string JsonOf(const AccountEntry& account) {
       .Text("server", account.server)
       .Number("port", account.port)
       .Flag("tls", IsEncrypted(account))
+      .Flag("read_ahead", ReadsAhead(account))
       .Number("timeout", account.timeout)
       .Text("username", account.username)
       .Flag("password_stored", account.keeps_password)
@@ -59,6 +63,10 @@ AccountEntry Changed(AccountEntry account, const AccountOptions& wanted) {
   if (wanted.timeout) account.timeout = wanted.timeout;
   if (!wanted.username.empty()) account.username = wanted.username;
   if (wanted.ask_always) account.keeps_password = false;
+  if (!wanted.read_ahead.empty()) {
+    account.server =
+        ReadHostScheme(account.server, account.port).WithReadAhead(wanted.read_ahead == "on");
+  }
   RefuseControls(account.server, "server");
   RefuseControls(account.username, "user name");
   return account;
@@ -74,7 +82,8 @@ Exit Add(const Options& options, const AccountOptions& wanted) {
   const Installation installation = OpenInstallation(options);
   AccountDirectory accounts = AccountsToChange(*installation.connection);
   AccountEntry account = Changed({}, wanted);
-  if (!wanted.port) account.port = wanted.server.starts_with("pop3://") ? kPop3Port : kPop3sPort;
+  const bool plain = !ReadHostScheme(wanted.server, kPop3sPort).encrypted;
+  if (!wanted.port) account.port = plain ? kPop3Port : kPop3sPort;
   account.is_default = wanted.make_default;
   const std::string password =
       wanted.ask_always ? "" : PasswordToKeep(wanted, "Password of " + wanted.username);
@@ -144,6 +153,20 @@ Exit Remove(const Options& options, const AccountOptions& wanted) {
   return Exit::kSuccess;
 }
 
+/// What the server says about taking commands ahead, and what to do about it.
+std::string AheadWords(const AccountEntry& account, const Capabilities& abilities) {
+  const std::string set = "korvane account set " + std::to_string(account.id) + " --read-ahead ";
+  if (abilities.pipelining) {
+    return ReadsAhead(account)
+               ? "  the server takes commands ahead of its replies; reading ahead is on\n"
+               : "  the server takes commands ahead of its replies; to fetch faster: " + set +
+                     "on\n";
+  }
+  if (!ReadsAhead(account)) return "";
+  return "  reading ahead is on, but the server does not say that it takes commands ahead: " + set +
+         "off\n";
+}
+
 Exit Verify(const Options& options, const AccountOptions& wanted) {
   const Installation installation = OpenInstallation(options);
   const auto web = OpenFacade(installation, options);
@@ -168,13 +191,16 @@ Exit Verify(const Options& options, const AccountOptions& wanted) {
     if (!good && status == Exit::kSuccess) status = failure.status();
     JsonObject json;
     json.Number("id", account.id).Flag("works", good);
+    const Capabilities abilities =
+        good ? AskCapabilities(account.server, account.port, account.timeout) : Capabilities();
+    if (abilities.known) json.Flag("pipelining", abilities.pipelining);
     if (!good) json.Raw("error", failure.Json());
     results.push_back(json.Str());
     if (options.json) continue;
     const std::string name =
         "Account " + std::to_string(account.id) + ", " + Printable(NameOf(account));
     if (good) {
-      std::cout << name << ": the login works\n";
+      std::cout << name << ": the login works\n" << AheadWords(account, abilities);
     } else {
       std::cerr << name << ": " << failure.Text() << "\n";
     }
@@ -229,6 +255,10 @@ void AddAccountCommand(Program& program) {
   command->add_option("id", wanted->id, "number of the account")->required();
   AddServerOptions(*command, wanted, false);
   AddPasswordFile(*command, wanted);
+  command
+      ->add_option("--read-ahead", wanted->read_ahead,
+                   "send commands ahead of the replies, for a server that takes them: see verify")
+      ->check(CLI::IsMember({"on", "off"}));
   command->add_flag("--new-password", wanted->new_password, "read another password");
   command->add_flag("--ask-password", wanted->ask_always, "forget the password: ask at each use");
 
@@ -238,7 +268,7 @@ void AddAccountCommand(Program& program) {
   command = add_command("remove", "remove an account; its messages stay", Remove);
   command->add_option("id", wanted->id, "number of the account")->required();
 
-  command = add_command("verify", "try to log in", Verify);
+  command = add_command("verify", "try to log in, and ask what the server can do", Verify);
   command->add_option("id", wanted->id, "number of the account; all when left out");
   AddPasswordFile(*command, wanted);
 }

@@ -1,17 +1,15 @@
 #include "cli/accounts.h"
 
 #include "cli/failure.h"
+#include "pop3/host_scheme.h"
 
 namespace korvane::cli {
-namespace {
-
-constexpr int32_t kPop3sPort = 995;
-
-}  // namespace
-
 bool IsEncrypted(const AccountEntry& account) {
-  if (account.server.starts_with("pop3://")) return false;
-  return account.server.starts_with("pop3s") || account.port == kPop3sPort;
+  return ReadHostScheme(account.server, account.port).encrypted;
+}
+
+bool ReadsAhead(const AccountEntry& account) {
+  return ReadHostScheme(account.server, account.port).reads_ahead;
 }
 
 std::string NameOf(const AccountEntry& account) {

@@ -11,6 +11,8 @@ namespace korvane::cli {
 
 /// True when the session is encrypted from its first byte.
 bool IsEncrypted(const AccountEntry& account);
+/// True when commands may be sent ahead of the replies to earlier ones.
+bool ReadsAhead(const AccountEntry& account);
 
 /// "maria at pop.example.org port 995"
 std::string NameOf(const AccountEntry& account);

@@ -5,6 +5,8 @@
 #include "page.h"
 #include "pages.h"
 #include "passwords.h"
+#include "pop3/capabilities.h"
+#include "pop3/host_scheme.h"
 
 namespace korvane::site {
 
@@ -38,18 +40,38 @@ AccountEntry ReadForm(const Visit& visit) {
 struct HostForm {
   std::string host;
   bool tls = false;
+  bool reads_ahead = false;
 };
 HostForm SplitHost(const AccountEntry& account) {
-  if (account.server.starts_with("pop3s://")) return {account.server.substr(8), true};
-  if (account.server.starts_with("pop3://")) return {account.server.substr(7), false};
-  return {account.server, account.port == 995};
+  const HostScheme scheme = ReadHostScheme(account.server, account.port);
+  return {std::string(scheme.host), scheme.encrypted, scheme.reads_ahead};
+}
+
+std::string WithReadAhead(const AccountEntry& account, bool on) {
+  return ReadHostScheme(account.server, account.port).WithReadAhead(on);
+}
+
+/// What the server says about taking commands ahead of its replies.
+std::string AheadWords(const Visit& visit, int32_t account) {
+  const auto entry = AccountDirectory(*visit.site.mail.Database()).Find(visit.user(), account);
+  if (!entry) return "";
+  const bool on = SplitHost(*entry).reads_ahead;
+  if (AskCapabilities(entry->server, entry->port, entry->timeout).pipelining) {
+    return on ? " It takes commands ahead of its replies, and so mail is fetched."
+              : " It takes commands ahead of its replies: \u201cFetch faster\u201d makes use of "
+                "that.";
+  }
+  return on ? " It does not say that it takes commands ahead of its replies: better fetch one by "
+              "one."
+            : "";
 }
 
 void Verify(Visit& visit, int32_t account, const std::string& password_given = "") {
   const auto mail = visit.site.mail.Open(visit.user(), account);
   if (!password_given.empty()) mail->web.Password(password_given);
   if (mail->web.VerifyAccount()) {
-    visit.Tell("The account works: the server accepted name and password.");
+    visit.Tell("The account works: the server accepted name and password." +
+               AheadWords(visit, account));
   } else {
     visit.TellFault("The account does not work. " +
                     FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
@@ -80,6 +102,7 @@ void ShowAccounts(Visit& visit) {
     row.SetIntValue("PORT", account.port);
     row.SetValue("USERNAME", account.username);
     row.ShowSection(host.tls ? "WITH_TLS" : "WITHOUT_TLS");
+    row.ShowSection(host.reads_ahead ? "AHEAD" : "NOT_AHEAD");
     if (!account.keeps_password) row.ShowSection("ASKS");
     row.ShowSection(account.is_default ? "IS_DEFAULT" : "NOT_DEFAULT");
     if (account.id != edited) continue;
@@ -110,8 +133,9 @@ void ChangeAccounts(Visit& visit) {
     VerifySaved(visit, added, entry, password);
   } else if (what == "change") {
     const std::string password = visit.Field("password");
-    const AccountEntry entry = ReadForm(visit);
+    AccountEntry entry = ReadForm(visit);
     const auto before = accounts.Find(visit.user(), account);
+    if (before) entry.server = WithReadAhead(entry, SplitHost(*before).reads_ahead);
     if (entry.keeps_password && password.empty() && before && !before->keeps_password) {
       throw PageFault(400, "Give the password that is to be kept.");
     }
@@ -121,6 +145,13 @@ void ChangeAccounts(Visit& visit) {
   } else if (what == "remove") {
     found = accounts.Remove(visit.user(), account);
     if (found) visit.Tell("The account was removed. Its mail stays here.");
+  } else if (what == "ahead") {
+    auto entry = accounts.Find(visit.user(), account);
+    found = entry.has_value();
+    if (found) {
+      entry->server = WithReadAhead(*entry, visit.Ticked("on"));
+      accounts.Change(visit.user(), *entry, std::nullopt);
+    }
   } else if (what == "default") {
     found = accounts.MakeDefault(visit.user(), account);
   } else {

@@ -141,7 +141,7 @@ void SetRoutes(httplib::Server& server, Site& site) {
   routes.Get("/compose", ShowCompose);
   routes.Post("/compose", SaveDraft);
   routes.Get("/accounts", ShowAccounts);
-  routes.Post("/accounts/(add|change|remove|default|verify)", ChangeAccounts);
+  routes.Post("/accounts/(add|change|remove|default|ahead|verify)", ChangeAccounts);
   routes.Get("/maintenance", ShowMaintenance);
   routes.Post("/maintenance/compact", CompactNow);
   routes.Get("/peek", ShowPeek);

@@ -118,7 +118,31 @@ class Accounts(CommandLineTest):
         server = self.serve()
         self.add_account(server)
         self.korvane("account", "verify")
-        self.assertEqual(server.commands(), ["USER maria", "PASS ***", "QUIT"])
+        self.assertEqual(server.commands(), ["USER maria", "PASS ***", "QUIT", "CAPA", "QUIT"])
+
+    def test_reading_ahead_is_switched_on_and_off(self):
+        self.add()
+        self.korvane("account", "set", 1, "--read-ahead", "on")
+        account = self.accounts()[0]
+        self.assertEqual((account["server"], account["read_ahead"], account["tls"]),
+                         ("pop3s+ahead://pop.example.org", True, True))
+        self.korvane("account", "set", 1, "--read-ahead", "off")
+        self.assertEqual(self.accounts()[0]["server"], "pop3s://pop.example.org")
+        self.korvane("account", "set", 1, "--read-ahead", "perhaps", status=2)
+
+    def test_verify_says_what_the_server_can_do(self):
+        self.add_account(self.serve())
+        self.korvane("account", "set", 1, "--read-ahead", "on")
+        shown = self.korvane("account", "verify", 1).out
+        self.assertIn("does not say that it takes commands ahead", shown)
+        self.assertIn("--read-ahead off", shown)
+
+    def test_mail_comes_the_same_when_it_is_read_ahead(self):
+        self.put_many(3)
+        self.add_account(self.serve())
+        self.korvane("account", "set", 1, "--read-ahead", "on")
+        self.korvane("sync")
+        self.assertEqual(len(self.subjects()), 3)
 
     def test_a_wrong_password_is_status_7_with_the_servers_words(self):
         self.add_account(self.serve(), password="wrong")

@@ -182,7 +182,7 @@ class ForeignThings(Served):
         self.assertEqual(answer.status, 404)
 
     def test_accounts_cannot_be_changed(self):
-        for what in ("change", "remove", "default", "verify"):
+        for what in ("change", "remove", "default", "ahead", "verify"):
             answer = self.bob.post(f"/accounts/{what}", account="1", server="evil.example", port="110",
                                    username="x", password="y")
             self.assertEqual(answer.status, 404, what)
