@@ -34,6 +34,15 @@ TEST(HostForm, APrefixSaysWhatIsSpokenWhateverThePort) {
   EXPECT_EQ(ParseHostForm("POP3S://Host", 110), Verified("Host", 110));
 }
 
+TEST(HostForm, TheMarkForReadingAheadChangesNothing) {
+  EXPECT_EQ(ParseHostForm("pop3+ahead://h", 995), Plain("h", 995));
+  EXPECT_EQ(ParseHostForm("pop3s+ahead://h", 110), Verified("h", 110));
+  EXPECT_EQ(ParseHostForm("POP3S-insecure+Ahead://[::1]:9", 995), Unverified("::1", 9));
+  for (const char* host : {"+ahead://h", "pop3+behind://h", "pop3ahead://h"}) {
+    EXPECT_EQ(ParseHostForm(host, 110), std::nullopt) << host;
+  }
+}
+
 TEST(HostForm, APortOfItsOwnReplacesTheGivenOne) {
   EXPECT_EQ(ParseHostForm("pop3://h:1100", 110), Plain("h", 1100));
   EXPECT_EQ(ParseHostForm("pop3://h:995", 110), Plain("h", 995));

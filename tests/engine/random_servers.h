@@ -29,6 +29,8 @@ class RandomServer {
   }
 
   ModelServer model;
+  /// Without a "received" line a message carries the moment at which it was stored.
+  bool every_message_is_dated = false;
 
  private:
   static constexpr int kOddities = 17;
@@ -147,7 +149,7 @@ class RandomServer {
     const int second = random() % 5 == 0 ? 200 : number * 10;
     std::snprintf(time, sizeof time, "00:%02d:%02d", second / 60, second % 60);
     std::string text = "+OK\r\n";
-    if (random() % 12 != 0) {
+    if (random() % 12 != 0 || every_message_is_dated) {
       text += std::string("Received: from a by b; Thu, 5 Mar 2020 ") + time + " +0000\r\n";
     }
     if (random() % 12 != 0) text += "Message-ID: <" + n + "@a>\r\n";
