@@ -7,6 +7,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace korvane::test {
 
@@ -15,6 +16,16 @@ struct TransportTap {
   static inline int32_t piece = std::numeric_limits<int32_t>::max();
   /// So many lines go through, then sending fails; below 0 all go through.
   static inline int32_t sends_left = -1;
+  /// How much of this may be sent.
+  static size_t Through(std::string_view bytes) {
+    if (sends_left < 0) return bytes.size();
+    size_t through = 0;
+    for (; sends_left > 0 && through < bytes.size(); --sends_left) {
+      const size_t end = bytes.find('\n', through);
+      through = end == std::string_view::npos ? bytes.size() : end + 1;
+    }
+    return through;
+  }
   /// The last capacity that the client offered, and the longest block it was given.
   static inline int32_t capacity = 0;
   static inline int32_t longest_block = 0;

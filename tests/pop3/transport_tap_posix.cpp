@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 #include "Tarsel_MailConversions.h"
@@ -22,18 +21,11 @@ Function Real(const char* name) {
 int32_t MPsend(int32_t socket, const char* bytes, int32_t count) {
   static const auto real = Real<decltype(&MPsend)>("MPsend");
   const std::string_view all(bytes, static_cast<size_t>(count));
-  size_t through = all.size();
-  if (TransportTap::sends_left >= 0) {
-    through = 0;
-    for (; TransportTap::sends_left > 0 && through < all.size(); --TransportTap::sends_left) {
-      const size_t end = all.find('\n', through);
-      through = end == std::string_view::npos ? all.size() : end + 1;
-    }
-    if (through == 0) return 0;
-  }
-  TransportTap::sent.append(all.substr(0, through));
-  const int32_t sent = real(socket, bytes, static_cast<int32_t>(through));
-  return through == all.size() ? sent : 0;
+  const std::string_view sent = all.substr(0, TransportTap::Through(all));
+  if (sent.empty()) return 0;
+  TransportTap::sent.append(sent);
+  const int32_t result = real(socket, bytes, static_cast<int32_t>(sent.size()));
+  return sent.size() == all.size() ? result : 0;
 }
 
 int32_t MPrecv(int32_t socket, char* buffer, int32_t capacity) {

@@ -20,10 +20,12 @@ Function Real(const char* name) {
 
 int32_t MP_CALL Send(int32_t socket, const char* bytes, int32_t count) {
   static const auto real = Real<decltype(&MPsend)>("MPsend");
-  if (TransportTap::sends_left == 0) return 0;
-  if (TransportTap::sends_left > 0) --TransportTap::sends_left;
-  TransportTap::sent.append(bytes, static_cast<size_t>(count));
-  return real(socket, bytes, count);
+  const std::string_view all(bytes, static_cast<size_t>(count));
+  const std::string_view sent = all.substr(0, TransportTap::Through(all));
+  if (sent.empty()) return 0;
+  TransportTap::sent.append(sent);
+  const int32_t result = real(socket, bytes, static_cast<int32_t>(sent.size()));
+  return sent.size() == all.size() ? result : 0;
 }
 
 int32_t MP_CALL Receive(int32_t socket, char* buffer, int32_t capacity) {
