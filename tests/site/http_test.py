@@ -196,6 +196,14 @@ class ForeignThings(Served):
 
 
 class Forms(Served):
+    def test_reading_ahead_is_switched_on_and_off(self):
+        self.ann.post("/accounts/ahead", account="1", on="1")
+        page = self.ann.get("/accounts").text
+        self.assertIn("Fetch one by one", page)
+        self.assertNotIn("+ahead", page)
+        self.ann.post("/accounts/ahead", account="1")
+        self.assertIn("Fetch faster", self.ann.get("/accounts").text)
+
     def test_without_the_secret_of_the_login_are_refused(self):
         hers = self.hers["hostile script"]
         for path in ("/fetch", "/delete", "/undo", "/compose", "/accounts/add", "/accounts/remove",
