@@ -12,11 +12,11 @@ class ClassFactory final : public IClassFactory {
  public:
   explicit ClassFactory(const model::Class& of) : class_(of) {}
 
-  STDMETHOD(QueryInterface)(REFIID iid, void** object) override;
-  STDMETHOD_(ULONG, AddRef)() override;
-  STDMETHOD_(ULONG, Release)() override;
-  STDMETHOD(CreateInstance)(IUnknown* outer, REFIID iid, void** object) override;
-  STDMETHOD(LockServer)(BOOL lock) override;
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+  ULONG STDMETHODCALLTYPE AddRef() override;
+  ULONG STDMETHODCALLTYPE Release() override;
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override;
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override;
 
  private:
   ~ClassFactory() = default;

@@ -15,13 +15,13 @@ class Enumeration final : public IEnumVARIANT {
   explicit Enumeration(std::vector<Reference<IDispatch>> items, size_t next = 0)
       : items_(std::move(items)), next_(next) {}
 
-  STDMETHOD(QueryInterface)(REFIID iid, void** object) override;
-  STDMETHOD_(ULONG, AddRef)() override;
-  STDMETHOD_(ULONG, Release)() override;
-  STDMETHOD(Next)(ULONG count, VARIANT* items, ULONG* fetched) override;
-  STDMETHOD(Skip)(ULONG count) override;
-  STDMETHOD(Reset)() override;
-  STDMETHOD(Clone)(IEnumVARIANT** copy) override;
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+  ULONG STDMETHODCALLTYPE AddRef() override;
+  ULONG STDMETHODCALLTYPE Release() override;
+  HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* items, ULONG* fetched) override;
+  HRESULT STDMETHODCALLTYPE Skip(ULONG count) override;
+  HRESULT STDMETHODCALLTYPE Reset() override;
+  HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** copy) override;
 
  private:
   ~Enumeration() = default;

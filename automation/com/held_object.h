@@ -53,11 +53,11 @@ class HeldObject final : public ISupportErrorInfo, public IProvideClassInfo {
   /// The component's object behind a client's pointer, or none.
   static std::shared_ptr<Object> Unwrap(IUnknown* object);
 
-  STDMETHOD(QueryInterface)(REFIID iid, void** object) override;
-  STDMETHOD_(ULONG, AddRef)() override;
-  STDMETHOD_(ULONG, Release)() override;
-  STDMETHOD(InterfaceSupportsErrorInfo)(REFIID iid) override;
-  STDMETHOD(GetClassInfo)(ITypeInfo** info) override;
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+  ULONG STDMETHODCALLTYPE AddRef() override;
+  ULONG STDMETHODCALLTYPE Release() override;
+  HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override;
+  HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override;
 
   HRESULT GetTypeInfo(UINT index, ITypeInfo** info) const;
   HRESULT GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, DISPID* ids) const;

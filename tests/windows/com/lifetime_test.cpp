@@ -216,12 +216,12 @@ class Registered : public testing::Test {
   static std::string Value(const std::string& key, const wchar_t* name = nullptr) {
     wchar_t text[1024] = {};
     DWORD size = sizeof text;
-    const std::u16string path = com::ToUtf16(key);
+    const std::u16string path = korvane::ToUtf16(key);
     if (RegGetValueW(HKEY_CLASSES_ROOT, reinterpret_cast<const wchar_t*>(path.c_str()), name,
                      RRF_RT_REG_SZ, nullptr, text, &size) != ERROR_SUCCESS) {
       return "none";
     }
-    return com::FromUtf16(com::TextOf(text, std::wcslen(text)));
+    return korvane::FromUtf16(com::TextOf(text, std::wcslen(text)));
   }
   static HRESULT CreateByName(const wchar_t* name, Reference<IDispatch>& object) {
     CLSID id;
@@ -246,7 +246,7 @@ TEST_F(Registered, TheEntriesSayWhereTheServerIsAndHowItIsUsed) {
   const auto* ids = com::FindIdentifiers("WebInterface");
   const std::string by_id = "CLSID\\{" + std::string(ids->class_id) + "}";
   EXPECT_EQ(Value("Korvane_beta1.WebInterface\\CLSID"), "{" + std::string(ids->class_id) + "}");
-  EXPECT_EQ(Value(by_id + "\\InprocServer32"), com::FromUtf16(ServerFile()));
+  EXPECT_EQ(Value(by_id + "\\InprocServer32"), korvane::FromUtf16(ServerFile()));
   EXPECT_EQ(Value(by_id + "\\InprocServer32", L"ThreadingModel"), "Apartment");
   EXPECT_EQ(Value(by_id + "\\ProgID"), "Korvane_beta1.WebInterface");
   EXPECT_EQ(Value(by_id + "\\TypeLib"), "{" + std::string(com::kLibraryId) + "}");
