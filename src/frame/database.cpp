@@ -109,9 +109,13 @@ std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url, bool create) {
   return OpenMariadb(url);
 }
 
+std::shared_ptr<Connection> ConnectionOver(std::unique_ptr<Driver> driver, bool month_first) {
+  return std::make_shared<EngineConnection>(std::move(driver), month_first);
+}
+
 std::shared_ptr<Connection> OpenDatabase(const std::string& text) {
   const DatabaseUrl url = DatabaseUrl::Parse(text);
-  return std::make_shared<EngineConnection>(OpenDriver(url, false), url.MonthFirst());
+  return ConnectionOver(OpenDriver(url, false), url.MonthFirst());
 }
 
 }  // namespace korvane

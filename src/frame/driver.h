@@ -91,6 +91,8 @@ std::unique_ptr<Driver> OpenOdbc(const DatabaseUrl& url, bool create);
 
 /// The driver that a connection string asks for. `create` makes the file of an SQLite database.
 std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url, bool create);
+/// The connection that the layers above see, over any driver.
+std::shared_ptr<Connection> ConnectionOver(std::unique_ptr<Driver> driver, bool month_first);
 
 /// Prepared statements by their text, the least recently used given up first.
 template <class Handle>
