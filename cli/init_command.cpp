@@ -27,6 +27,7 @@ struct InitOptions {
   std::string folder;
   std::string database;
   std::string address;
+  bool dry_run = false;
 };
 
 std::string DefaultFolder() {
@@ -101,6 +102,40 @@ class Settings {
   Registry key_;
 };
 
+/// The database that is set, if one is.
+std::string DatabaseThatIsSet(int32_t instance) {
+  Registry key;
+  std::string value;
+  const std::string path =
+      "SOFTWARE\\Tarsel_IS_App\\KorvaneMulti\\Korvane" + std::to_string(instance) + "\\KorvaneDll";
+  if (key.OpenKey(Registry::kLocalMachine, path, Registry::kQueryValue) == Registry::kSuccess) {
+    key.GetStringValue("DbConnectionString", value);
+  }
+  return value;
+}
+
+/// What would be done to the tables; nothing is.
+Exit ShowPlan(const Options& options, const std::string& database) {
+  const SchemaPlan plan = PlanSchema(database);
+  if (options.json) {
+    std::vector<std::string> statements;
+    for (const std::string& statement : plan.statements) {
+      statements.push_back(JsonText(statement));
+    }
+    std::cout << JsonObject()
+                     .Number("schema", plan.version)
+                     .Number("needed", kSchemaVersion)
+                     .Raw("statements", JsonArray(statements))
+                     .Str()
+              << "\n";
+    return Exit::kSuccess;
+  }
+  for (const std::string& statement : plan.statements) std::cout << statement << ";\n";
+  std::cout << "-- The tables are of version " << plan.version << ", needed is " << kSchemaVersion
+            << (plan.statements.empty() ? ": nothing to do.\n" : ".\n");
+  return Exit::kSuccess;
+}
+
 Exit Init(const Options& options, InitOptions wanted) {
   // A URL with a password in it is not for the command line.
   if (wanted.database == "-") std::getline(std::cin, wanted.database);
@@ -110,6 +145,12 @@ Exit Init(const Options& options, InitOptions wanted) {
   const std::string database = database_given
                                    ? wanted.database
                                    : "sqlite://" + PercentEncoded((folder / "mail.db").string());
+
+  if (wanted.dry_run) {
+    const std::string set =
+        database_given || folder_given ? "" : DatabaseThatIsSet(options.instance);
+    return ShowPlan(options, set.empty() ? database : set);
+  }
 
   Settings settings(options.instance);
   const auto path = [&](const char* name, const char* leaf) {
@@ -156,6 +197,8 @@ void AddInitCommand(Program& program) {
   CLI::App* command =
       program.AddCommand(program.app, "init", "make the settings, the folders and the tables",
                          [&program, wanted] { return Init(program.options, *wanted); });
+  command->add_flag("--dry-run", wanted->dry_run,
+                    "change nothing; print the statements that would make or change the tables");
   command->add_option("--dir", wanted->folder, "folder for messages, attachments and logs")
       ->type_name("FOLDER");
   command

@@ -47,6 +47,7 @@ int Main(int argc, char** argv) {
   program.app.footer(kFooter);
   program.app.require_subcommand(1);
   AddInitCommand(program);
+  AddMigrateCommand(program);
   AddAccountCommand(program);
   AddSyncCommand(program);
   AddListCommand(program);

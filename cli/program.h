@@ -31,6 +31,7 @@ struct Program {
 };
 
 void AddInitCommand(Program& program);
+void AddMigrateCommand(Program& program);
 void AddAccountCommand(Program& program);
 void AddSyncCommand(Program& program);
 void AddListCommand(Program& program);

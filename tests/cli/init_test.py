@@ -1,5 +1,6 @@
 """korvane init."""
 
+import sqlite3
 import stat
 import unittest
 
@@ -29,6 +30,32 @@ class Init(CommandLineTest):
         self.assertIn('"DebugMode"=dword:00000001', text)
         self.assertIn('"URLAtcmts"="https://mail.example.org/files"', text)
         self.assertIn(str(self.folder / "store" / "messages"), text)
+
+    def test_a_dry_run_prints_the_statements_and_makes_nothing(self):
+        plan = self.korvane("init", "--dry-run", "--dir", self.folder / "store", "--json").json()
+        self.assertEqual((plan["schema"], plan["needed"]), (0, 2))
+        self.assertTrue(any("CREATE TABLE IF NOT EXISTS mail " in s for s in plan["statements"]))
+        self.assertFalse((self.folder / "store").exists())
+        self.assertFalse(self.registry.exists())
+        self.init()
+        self.assertIn("nothing to do", self.korvane("init", "--dry-run").out)
+
+    def test_older_tables_are_brought_up_to_date_and_newer_ones_left_alone(self):
+        self.init()
+        with sqlite3.connect(self.folder / "store" / "mail.db") as database:
+            database.execute("DELETE FROM schema_version WHERE version=2")
+            database.execute("DROP TABLE conteggi_non_letti")
+            for trigger in ("nuova", "tolta", "cambiata"):
+                database.execute("DROP TRIGGER mail_non_letta_" + trigger)
+            database.execute("INSERT INTO mail (id_mail, id_utente) VALUES (5, 1)")
+        self.assertEqual(self.korvane("init", "--dry-run", "--json").json()["schema"], 1)
+        self.assertIn("version 1", self.korvane("check", status=None).out)
+        self.korvane("init")
+        with sqlite3.connect(self.folder / "store" / "mail.db") as database:
+            self.assertEqual(database.execute("SELECT numero FROM conteggi_non_letti").fetchall(), [(1,)])
+            database.execute("INSERT INTO schema_version VALUES (99)")
+        self.assertIn("newer", self.korvane("init", status=4).err)
+        self.assertIn("newer", self.korvane("init", "--dry-run", status=4).err)
 
     def test_installations_have_settings_of_their_own(self):
         self.init()
