@@ -1,16 +1,25 @@
 """Four users in four processes do 2,000 operations at random over one database and a real Dovecot,
-and a model says what every listing must show."""
+and a model says what every listing must show. The same with fewer on every other engine."""
 
 import multiprocessing
 import os
+import pathlib
 import random
+import shutil
+import subprocess
+import sys
+import tempfile
 import traceback
 import unittest
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+
+from database_servers import Mariadb, Postgresql, PostgresqlThroughOdbc
 from dovecot import Dovecot
-from site_fixture import SiteTest, error_of, korvane, message
+from site_fixture import Site, SiteTest, error_of, korvane, message
 
 OPERATIONS = 500
+FEWER_OPERATIONS = 100
 USERS = ("ann", "bob", "carol", "dan")
 INBOX, SENT = 1, 3
 
@@ -26,8 +35,9 @@ class Model:
 class User:
     """One user's random walk. Every operation checks what it left."""
 
-    def __init__(self, site, dovecot, name, number, seed):
+    def __init__(self, site, dovecot, name, number, seed, operations):
         self.site, self.dovecot, self.name, self.number = site, dovecot, name, number
+        self.operations = operations
         self.random = random.Random(seed)
         self.model = Model()
         self.made = 0
@@ -37,7 +47,7 @@ class User:
         operations = ((self.deliver, 5), (self.synchronise, 5), (self.look, 6), (self.open, 4),
                       (self.delete, 4), (self.compose, 2), (self.clean, 1))
         self.synchronise()
-        for self.step in range(OPERATIONS):
+        for self.step in range(self.operations):
             operation = self.random.choices([o for o, _ in operations], [w for _, w in operations])[0]
             operation()
             self.log.append((self.step, operation.__name__, self.note))
@@ -159,8 +169,8 @@ class User:
             self.model.rows[listed.Subject(0)]["id"] = listed.Id
 
 
-def walk(site, dovecot, name, number, seed, outcome):
-    user = User(site, dovecot, name, number, seed)
+def walk(site, dovecot, name, number, seed, operations, outcome):
+    user = User(site, dovecot, name, number, seed, operations)
     try:
         user.run()
         outcome.put((name, None))
@@ -169,15 +179,40 @@ def walk(site, dovecot, name, number, seed, outcome):
         outcome.put((name, f"{traceback.format_exc()}in step {user.step}, after\n{steps}"))
 
 
-class Soak(SiteTest):
-    def test_2000_random_operations_by_four_users_leave_what_the_model_says(self):
+class DatabaseSite(Site):
+    """An installation over the empty database at a URL."""
+
+    def __init__(self, url):
+        super().__init__()
+        self.url = self.settings["DbConnectionString"] = url
+        subprocess.run([pathlib.Path(os.environ["KORVANE_BIN"], "korvane"), "init", "--database", url,
+                        "--dir", self.folder], check=True, stdout=subprocess.DEVNULL)
+        self.write_settings()
+
+    def add_account(self, account, port, user, username, default=True):
+        connection = korvane.connect(self.url)
+        for statement in (
+                "INSERT INTO account_email (Id_account_email, Nome_server, Porta_server, Time_out_server, "
+                f"Username_server, Password_server, caso) VALUES ({account}, '127.0.0.1', {port}, 3000, "
+                f"'{username}', 'secret', 0)",
+                "INSERT INTO account_email_utenti (Id_account_email_utenti, id_utente, Id_account_email) "
+                f"VALUES ({account}, {user}, {account})",
+                f"INSERT INTO utenti (id_utente, Account_default) VALUES ({user}, {account})"):
+            connection.Execute(statement)
+
+
+class Walks:
+    """Four walks at once over an installation."""
+
+    def walk_at_random(self, site, operations):
         seed = int(os.environ.get("KORVANE_SOAK_SEED", "20261"))
         with Dovecot(USERS) as dovecot:
             for number, name in enumerate(USERS, 1):
-                self.site.add_account(number, dovecot.port, user=number, default=True, username=name)
+                site.add_account(number, dovecot.port, user=number, default=True, username=name)
             context = multiprocessing.get_context("fork")
             outcome = context.Queue()
-            walks = [context.Process(target=walk, args=(self.site, dovecot, name, number, seed + number, outcome))
+            walks = [context.Process(target=walk, args=(site, dovecot, name, number, seed + number, operations,
+                                                        outcome))
                      for number, name in enumerate(USERS, 1)]
             for one in walks:
                 one.start()
@@ -189,6 +224,37 @@ class Soak(SiteTest):
             for name in USERS:
                 subjects = [m for m in dovecot.held(name)]
                 self.assertEqual(len(subjects), len(set(subjects)), "the server holds each message once")
+
+
+class Soak(Walks, SiteTest):
+    def test_2000_random_operations_by_four_users_leave_what_the_model_says(self):
+        self.walk_at_random(self.site, OPERATIONS)
+
+
+class SoakOnOtherEngines(Walks, unittest.TestCase):
+    def walk_on(self, url):
+        site = DatabaseSite(url)
+        self.addCleanup(site.remove)
+        self.walk_at_random(site, FEWER_OPERATIONS)
+
+    def walk_on_server(self, engine):
+        server = engine()
+        self.addCleanup(server.stop)
+        self.walk_on(server.url(server.new_database()))
+
+    def test_random_operations_on_postgresql(self):
+        self.walk_on_server(Postgresql)
+
+    def test_random_operations_on_mariadb(self):
+        self.walk_on_server(Mariadb)
+
+    def test_random_operations_on_postgresql_through_odbc(self):
+        self.walk_on_server(PostgresqlThroughOdbc)
+
+    def test_random_operations_on_sqlite_through_odbc(self):
+        folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, folder, ignore_errors=True)
+        self.walk_on(f"odbc:Driver=SQLite3;Database={folder}/mail.db")
 
 
 if __name__ == "__main__":

@@ -83,5 +83,16 @@ TEST(Databases, TheEngineOverMariadb) {
 
 TEST(Databases, TheEngineOverSqlite) { RunOver(""); }
 
+TEST(Databases, TheEngineOverPostgresqlThroughOdbc) {
+  PostgresServer server;
+  server.MakeDatabase("mail");
+  RunOver(server.OdbcUrl("mail"));
+}
+
+TEST(Databases, TheEngineOverSqliteThroughOdbc) {
+  const TempFolder folder;
+  RunOver("odbc:Driver=SQLite3;Database=" + (folder / "mail.db"));
+}
+
 }  // namespace
 }  // namespace korvane::test

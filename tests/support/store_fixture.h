@@ -41,6 +41,9 @@ class Store {
   /// The connection that the tests look through, not the one that the code under test uses.
   Connection& db() { return *connection_; }
   std::shared_ptr<Connection> Connect() const { return OpenDatabase(url()); }
+  /// Without a connection of its own for a while: a process that forks takes none with it.
+  void LetGo() { connection_.reset(); }
+  void TakeUp() { connection_ = Connect(); }
   std::shared_ptr<BossObject> Boss() const;
 
   std::string folder() const { return folder_.path(); }
