@@ -2,6 +2,9 @@
 #include <sqlite3.h>
 
 #include <charconv>
+#include <chrono>
+#include <random>
+#include <thread>
 
 #include "frame/database_url.h"
 #include "frame/dialect_sql.h"
@@ -52,7 +55,8 @@ class SqliteDriver final : public Driver {
       throw DatabaseError(DatabaseError::Kind::kOther, "sqlite: " + what + ": " + url.name);
     }
     try {
-      sqlite3_busy_timeout(database_, url.BusyTimeout());
+      busy_timeout_ = std::chrono::milliseconds(url.BusyTimeout());
+      sqlite3_busy_handler(database_, &SqliteDriver::WaitForOthers, this);
       Configure();
     } catch (...) {
       statements_.Clear();
@@ -129,6 +133,18 @@ class SqliteDriver final : public Driver {
     }
   };
 
+  /// Short pauses of changing length: the engine's own grow to a tenth of a second, and among
+  /// several processes that write without a break the one that sleeps longest would never find it
+  /// free.
+  static int WaitForOthers(void* driver, int before) {
+    auto* self = static_cast<SqliteDriver*>(driver);
+    const auto now = std::chrono::steady_clock::now();
+    if (before == 0) self->waits_until_ = now + self->busy_timeout_;
+    if (now >= self->waits_until_) return 0;
+    std::this_thread::sleep_for(std::chrono::microseconds(500 + self->pauses_() % 4000));
+    return 1;
+  }
+
   [[noreturn]] void Throw() const {
     throw DatabaseError(KindOf(sqlite3_extended_errcode(database_)),
                         std::string("sqlite: ") + sqlite3_errmsg(database_));
@@ -184,6 +200,9 @@ class SqliteDriver final : public Driver {
   }
 
   sqlite3* database_ = nullptr;
+  std::chrono::milliseconds busy_timeout_{};
+  std::chrono::steady_clock::time_point waits_until_;
+  std::minstd_rand pauses_{std::random_device{}()};
   StatementCache<sqlite3_stmt*> statements_{
       [](sqlite3_stmt*& statement) { sqlite3_finalize(statement); }};
 };
