@@ -119,6 +119,7 @@ Exit ShowPlan(const Options& options, const std::string& database) {
   const SchemaPlan plan = PlanSchema(database);
   if (options.json) {
     std::vector<std::string> statements;
+    statements.reserve(plan.statements.size());
     for (const std::string& statement : plan.statements) {
       statements.push_back(JsonText(statement));
     }

@@ -42,6 +42,7 @@ Exit Migrate(const Options& options, MigrateOptions wanted) {
   }
   if (options.json) {
     std::vector<std::string> tables;
+    tables.reserve(copied.size());
     for (const CopiedTable& table : copied) {
       tables.push_back(JsonObject()
                            .Text("table", table.name)
