@@ -2,6 +2,7 @@
 // source.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <set>
 
 #include "automation/com/dispatch_ids.h"
