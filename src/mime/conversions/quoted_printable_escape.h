@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 namespace korvane::conversions {
 
@@ -43,6 +44,23 @@ inline const char* DecodeEscape(const char* in, const char* end, char*& out) {
   if (*line_end == '\r' && end - line_end >= 2 && line_end[1] == '\n') return line_end + 2;
   *out++ = '=';
   return next;
+}
+
+/// Decodes in place from `out` on, up to and with the first escape that makes the text shorter;
+/// until then nothing moves. Moves `out` on and returns where the text goes on: at least two bytes
+/// behind `out`, or at the end.
+inline const char* DecodeFirstEscape(const char* end, char*& out) {
+  const char* in = out;
+  while (in < end && out == in) {
+    auto* const sign = static_cast<char*>(std::memchr(out, '=', static_cast<size_t>(end - in)));
+    if (sign == nullptr) {
+      out += end - in;
+      return end;
+    }
+    out = sign;
+    in = DecodeEscape(sign, end, out);
+  }
+  return in;
 }
 
 namespace portable {

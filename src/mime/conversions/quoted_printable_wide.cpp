@@ -5,8 +5,6 @@
 // were, and what is left is closed up in groups of eight. Escapes that reach into the next round
 // leave it the number of bytes to drop. A "=" that is neither an escape nor a plain soft break goes
 // the portable way.
-#include <cstring>
-
 #include "mime/conversions/quoted_printable_escape.h"
 #include "mime/conversions/wide.h"
 
@@ -75,19 +73,11 @@ KORVANE_WIDE_INLINE char* CloseUp(__m256i bytes, uint32_t kept, char* out) {
 }  // namespace
 
 KORVANE_WIDE size_t QuotedPrintableDecode(char* buffer, size_t size) {
-  const char* in = buffer;
   const char* const end = buffer + size;
   char* out = buffer;
-  // Up to the first escape nothing moves; behind it `out` is at least two bytes before `in`, and a
-  // round may write as much as it has read without reaching what the next one reads.
-  while (in < end && out == in) {
-    const auto* sign =
-        static_cast<const char*>(std::memchr(in, '=', static_cast<size_t>(end - in)));
-    if (sign == nullptr) return size;
-    in = sign;
-    out = buffer + (sign - buffer);
-    in = DecodeEscape(in, end, out);
-  }
+  // Behind the first escape a round may write as much as it has read without reaching what the next
+  // one reads.
+  const char* in = DecodeFirstEscape(end, out);
   uint32_t dropped = 0;  // bytes at `in` that belong to an escape before it, one bit each
   while (static_cast<size_t>(end - in) >= kBlock) {
     _mm_prefetch(in + kAhead, _MM_HINT_T0);

@@ -1,6 +1,4 @@
 // Quoted-printable, 62 bytes of 64 at a time, as the wide form decodes 30 of 32.
-#include <cstring>
-
 #include "mime/conversions/quoted_printable_escape.h"
 #include "mime/conversions/widest.h"
 
@@ -18,19 +16,11 @@ constexpr uint64_t kJudged = (uint64_t{1} << kStride) - 1;
 }  // namespace
 
 KORVANE_WIDEST size_t QuotedPrintableDecode(char* buffer, size_t size) {
-  const char* in = buffer;
   const char* const end = buffer + size;
   char* out = buffer;
-  // Up to the first escape nothing moves; behind it `out` is at least two bytes before `in`, and a
-  // round may write as much as it has read without reaching what the next one reads.
-  while (in < end && out == in) {
-    const auto* sign =
-        static_cast<const char*>(std::memchr(in, '=', static_cast<size_t>(end - in)));
-    if (sign == nullptr) return size;
-    in = sign;
-    out = buffer + (sign - buffer);
-    in = DecodeEscape(in, end, out);
-  }
+  // Behind the first escape a round may write as much as it has read without reaching what the next
+  // one reads.
+  const char* in = DecodeFirstEscape(end, out);
   const __m512i low_values = Load(kHexValues.data());
   const __m512i high_values = Load(kHexValues.data() + kBlock);
   uint64_t dropped = 0;  // bytes at `in` that belong to an escape before it, one bit each
