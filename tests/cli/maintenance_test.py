@@ -188,7 +188,7 @@ class Check(Maintenance):
         self.assertIn("PathAtcmts", what)
 
     def test_tables_of_another_version_are_status_4(self):
-        self.execute("UPDATE schema_version SET version=99")
+        self.execute("INSERT INTO schema_version (version) VALUES (99)")
         (what, _), = self.findings(status=4)
         self.assertIn("version 99", what)
 
