@@ -1,6 +1,7 @@
 #include "pop3/capabilities.h"
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
 
 #include "Tarsel_MailConversions.h"
@@ -12,14 +13,15 @@ namespace {
 constexpr int32_t kBlock = 16384;
 /// What servers say is a few hundred bytes.
 constexpr size_t kLongest = 65536;
-/// A server that says a byte at a time must not hold the asker.
-constexpr int kMostBlocks = 1000;
+/// What the sockets take for a time-out of 0 or less.
+constexpr int32_t kUsualTimeout = 60'000;
 
 class Connection {
  public:
   Connection(const std::string& host, int32_t port, int32_t timeout)
       : open_(host.find('\0') == std::string::npos &&
-              MPconnect(&socket_, port, host.c_str(), timeout) == 0) {}
+              MPconnect(&socket_, port, host.c_str(), timeout) == 0),
+        patience_(timeout > 0 ? timeout : kUsualTimeout) {}
   ~Connection() {
     if (open_) MPclose(socket_);
   }
@@ -30,11 +32,13 @@ class Connection {
     return open_ && MPsend(socket_, line.data(), static_cast<int32_t>(line.size())) > 0;
   }
 
-  /// What comes up to the end of a line; with `end`, up to that. Nothing when it does not come.
+  /// What comes up to `end`, or to the end of a refusal. Nothing when it does not come: a server
+  /// that says a byte at a time must not hold the asker.
   std::optional<std::string> Receive(std::string_view end) {
+    const auto until = Clock::now() + patience_;
     std::string came;
     std::string block(kBlock, '\0');
-    for (int i = 0; open_ && i < kMostBlocks && came.size() < kLongest; ++i) {
+    while (open_ && Clock::now() < until && came.size() < kLongest) {
       const int32_t count = MPrecv(socket_, block.data(), kBlock);
       if (count <= 0) break;
       came.append(block, 0, static_cast<size_t>(count));
@@ -45,8 +49,11 @@ class Connection {
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   int32_t socket_ = 0;
   bool open_;
+  std::chrono::milliseconds patience_;
 };
 
 char Upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
@@ -60,6 +67,7 @@ Capabilities ReadCapabilities(std::string_view lines) {
     const size_t end = std::min(lines.find('\n'), lines.size());
     std::string_view line = lines.substr(0, end);
     line = line.substr(0, line.find_first_of(" \t\r"));
+    if (line == ".") break;
     capabilities.pipelining =
         capabilities.pipelining ||
         std::equal(line.begin(), line.end(), kPipelining.begin(), kPipelining.end(),
