@@ -31,6 +31,8 @@ class RandomServer {
   ModelServer model;
   /// Without a "received" line a message carries the moment at which it was stored.
   bool every_message_is_dated = false;
+  /// Some messages have a part that becomes a file.
+  bool with_files = false;
 
  private:
   static constexpr int kOddities = 17;
@@ -153,8 +155,11 @@ class RandomServer {
       text += std::string("Received: from a by b; Thu, 5 Mar 2020 ") + time + " +0000\r\n";
     }
     if (random() % 12 != 0) text += "Message-ID: <" + n + "@a>\r\n";
+    const bool file = with_files && number % 5 == 0;
+    if (file) text += "MIME-Version: 1.0\r\nContent-Type: multipart/mixed; boundary=b\r\n";
     text += "Subject: mail " + n + "\r\n\r\n";
     if (random() % 60 == 0) text = "+OK\r\n";
+    if (verb == "RETR" && file) text += "--b\r\n\r\n";
     if (verb == "RETR") {
       size_t lines = random() % 6;
       if (large_ && random() % 3 == 0) lines = 300 + random() % 900;
@@ -162,6 +167,10 @@ class RandomServer {
         text +=
             "line " + std::to_string(lines) + " of " + n + std::string(random() % 50, '=') + "\r\n";
       if (random() % 4 == 0) text += "..\r\n";
+    }
+    if (verb == "RETR" && file) {
+      text += "--b\r\nContent-Type: application/octet-stream; name=f" + n +
+              "\r\nContent-Transfer-Encoding: base64\r\n\r\nAAECAwQ=\r\n--b--\r\n";
     }
     return text + ".\r\n";
   }
