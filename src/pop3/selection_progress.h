@@ -1,6 +1,7 @@
 // How far a selection of new messages is, and how long the rest may take.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 
@@ -17,17 +18,19 @@ struct SelectionProgress {
   /// can be, for the selection ends at the first message that is known with all older ones.
   bool to_the_end = false;
 
-  /// What is done of the work, from 0 to 1.
+  /// What is done of the work, from 0 to 1. It never goes back: a server whose messages are larger
+  /// than it said altogether stays at 1 for the rest.
   double Done() const {
-    if (whole && all_bytes > 0 && bytes <= all_bytes) {
-      return static_cast<double>(bytes) / static_cast<double>(all_bytes);
+    if (looked_at >= total) return 1;
+    if (whole && all_bytes > 0) {
+      return std::min(1.0, static_cast<double>(bytes) / static_cast<double>(all_bytes));
     }
-    return total > 0 ? static_cast<double>(looked_at) / total : 1;
+    return static_cast<double>(looked_at) / total;
   }
-  /// The seconds left, judged by those that it took so far; nothing while too little is done.
+  /// The seconds left, judged by those that it took so far; nothing while that says nothing.
   std::optional<double> SecondsLeft(double elapsed) const {
     const double done = Done();
-    if (looked_at < 2 || done <= 0) return std::nullopt;
+    if (looked_at < 2 || done <= 0 || (done >= 1 && looked_at < total)) return std::nullopt;
     return elapsed * (1 - done) / done;
   }
 };

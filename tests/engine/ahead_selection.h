@@ -69,6 +69,14 @@ inline SessionRun RunSession(uint64_t seed, bool ahead) {
     if (one_in(3)) limits.selection_bytes = 300;
     if (one_in(10)) limits.reply.message = 5'000;
     client.SetLimits(limits);
+    double done = 0;
+    client.OnProgress([&](const SelectionProgress& now) {
+      story << "at " << now.looked_at << "/" << now.total << " taken " << now.taken << " bytes "
+            << now.bytes << "/" << now.all_bytes << now.to_the_end << "\n";
+      EXPECT_GE(now.Done(), done) << "progress goes back, seed " << seed;
+      EXPECT_LE(now.Done(), 1);
+      done = now.Done();
+    });
     const auto tell = [&](const char* what) {
       story << what << " error " << client.GetLastError() << " " << client.GetLastErrorDesc()
             << " state " << static_cast<int>(client.state()) << "\n";

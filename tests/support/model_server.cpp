@@ -97,7 +97,9 @@ ModelReply ModelServer::Answer(const std::string& line) {
   if (reply) return *reply;
   if (line == "STAT") {
     const auto left = messages - static_cast<int32_t>(doomed_.size());
-    return {"+OK " + std::to_string(left) + " 1000\r\n", ModelReply::Then::kNothing, {}};
+    return {"+OK " + std::to_string(left) + " " + std::to_string(all_bytes) + "\r\n",
+            ModelReply::Then::kNothing,
+            {}};
   }
   return {"+OK\r\n", ModelReply::Then::kNothing, {}};
 }

@@ -39,6 +39,7 @@ class ModelServer {
   /// STAT and DELE as well when this has nothing to say.
   std::function<std::optional<ModelReply>(const std::string& line)> answer;
   int32_t messages = 0;
+  int64_t all_bytes = 1000;  ///< of all messages, as STAT tells
   /// Where replies to commands sent ahead wait, a receive may bring any number of bytes of them.
   std::mt19937* pieces = nullptr;
 
