@@ -29,6 +29,8 @@ void AddRow(Connection& connection, const MailUser& account, Recordset& row) {
 LastDownload ReadLastDownload(Connection& connection, const MailUser& account,
                               bool first_download) {
   LastDownload state;
+  // Allocating, also where the row is there: a run that died may have left a commit behind that its
+  // server is still at work on, and the look-ups that follow have to see its rows.
   RetriedTransaction(connection, Transaction::Kind::kAllocating, [&] {
     const auto row = OpenRow(connection, account);
     if (row->Eof()) {

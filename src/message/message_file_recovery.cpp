@@ -55,6 +55,9 @@ bool RecoverMessageFile(Connection& connection, const std::string& path_messages
   if (plan) {
     ApplyPlan(connection, user_id, *plan);
   } else if (!restore) {
+    // A holder that died may have left a commit behind that its server is still at work on. Its
+    // transaction was of this kind: what the rows say is final once this one has begun.
+    const Transaction wait(connection, Transaction::Kind::kAllocating);
     // The deleted rows count too: before the commit they are there and point behind the new file.
     const auto rows = connection.Execute(
         "SELECT body_scaricato, dimensione FROM mail WHERE id_utente=" + std::to_string(user_id) +

@@ -7,7 +7,10 @@
 
 #include <random>
 
+#include "maintenance/late_commit.h"
 #include "support/compacted_store.h"
+#include "support/mariadb_server.h"
+#include "support/postgres_server.h"
 
 namespace korvane {
 namespace {
@@ -57,6 +60,18 @@ TEST(CompactionSlow, TwoHundredKillsAtRandomMomentsLoseNothing) {
   EXPECT_EQ(store.Compact(), 0);
   store.ExpectNothingLost();
   store.ExpectNoGaps();
+}
+
+TEST(LateCommit, OfADeadHolderIsWaitedForOnPostgresql) {
+  test::PostgresServer server;
+  test::CompactedStore store(server.MakeDatabase("mail"));
+  test::ACommitOfADeadHolderIsWaitedFor(store);
+}
+
+TEST(LateCommit, OfADeadHolderIsWaitedForOnMariadb) {
+  test::MariadbServer server;
+  test::CompactedStore store(server.MakeDatabase("mail"));
+  test::ACommitOfADeadHolderIsWaitedFor(store);
 }
 
 }  // namespace

@@ -14,6 +14,8 @@ namespace korvane::test {
 
 class CompactedStore : public MessageStore {
  public:
+  using MessageStore::MessageStore;
+
   /// Stores `count` messages of different sizes; number i says so in its text.
   void Fill(int count, size_t longest = 3'000) {
     for (int i = 0; i < count; ++i) {

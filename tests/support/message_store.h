@@ -22,13 +22,15 @@ namespace korvane::test {
 
 class MessageStore {
  public:
+  /// `options` of the URL, or a whole one, of an empty database elsewhere.
   explicit MessageStore(const std::string& options = "", int32_t user_id = 7) {
     for (const char* name : {"messages", "attachments", "log"}) {
       std::filesystem::create_directory(folder_ / name);
     }
-    url_ = "sqlite://" + (folder_ / "mail.db");
+    const bool elsewhere = options.find("://") != std::string::npos;
+    url_ = elsewhere ? options : "sqlite://" + (folder_ / "mail.db");
     CreateSchema(url_);
-    url_ += options;
+    if (!elsewhere) url_ += options;
     connection_ = OpenDatabase(url_);
     UseFolders(messages_folder(), attachments_folder(), user_id);
   }
