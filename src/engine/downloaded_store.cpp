@@ -96,7 +96,7 @@ bool DownloadedStore::Store(MailMessages& messages, bool whole, bool delete_on_s
       committed_ = false;
       state.look_up = true;
       messages.TakeErrorOf(Fault(error::DatabaseFault));
-      if (outcome == Outcome::kConnectionLost) break;
+      if (outcome == Outcome::kHopeless) break;
     }
     left = first;
     if (progress_) {
@@ -151,8 +151,12 @@ DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* p
   return Outcome::kStored;
 } catch (const DatabaseError& fault) {
   WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());
-  return fault.kind() == DatabaseError::Kind::kConnectionLost ? Outcome::kConnectionLost
+  return fault.kind() == DatabaseError::Kind::kConnectionLost ? Outcome::kHopeless
                                                               : Outcome::kFailed;
+} catch (const MessageFileBusy& fault) {
+  // Each further batch would wait as long.
+  WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());
+  return Outcome::kHopeless;
 } catch (const std::exception& fault) {
   // An interrupted compaction that could not be settled: the positions are in doubt.
   WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());

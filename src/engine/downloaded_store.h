@@ -46,7 +46,7 @@ class DownloadedStore {
  private:
   using Items = std::vector<std::shared_ptr<MailMessage>>;
   struct Batch;
-  enum class Outcome { kStored, kFailed, kConnectionLost };
+  enum class Outcome { kStored, kFailed, kHopeless };
 
   bool Store(MailMessages& messages, bool whole, bool delete_on_server, LastDownload& state);
   size_t BatchEnd(const Items& items, size_t last) const;

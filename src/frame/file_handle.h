@@ -52,9 +52,9 @@ class FileHandle {
   bool Resize(int64_t length) const;
   bool Sync() const;
 
-  /// A lock that every other handle of the file meets, of this process too, until this one is
-  /// closed or its process ends. Waits for it, or tries once.
-  Locked Lock(bool wait) const;
+  /// Tries once for a lock that every other handle of the file meets, of this process too, until
+  /// this one is closed or its process ends.
+  Locked TryLock() const;
 
   /// Gives the file the rights of the one at `path`, and its owner where that is allowed.
   void TakeOverRights(const std::string& path) const;

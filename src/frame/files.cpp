@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <thread>
 
 #include "frame/file_handle.h"
 
@@ -249,27 +250,37 @@ bool BinaryFile::CopyFrom(BinaryFile& source, int64_t position, int64_t length) 
   return true;
 }
 
-struct UserLock::State {
-  FileHandle file;
-};
-
 // Each UserLock has a handle of its own, so threads exclude each other as processes do, and a
 // holder that dies gives it up. The lock file is never removed, because whoever waits for it would
 // then hold a lock that nobody else sees.
-UserLock::UserLock(const std::string& message_file) : state_(std::make_unique<State>()) {
+//
+// No system waits for a lock with an end in sight, so it is asked for again and again, at first at
+// once: what is done under it mostly takes a few milliseconds.
+UserLock::UserLock(const std::string& message_file, std::chrono::milliseconds patience)
+    : file_(std::make_unique<FileHandle>()) {
   if (message_file.empty()) return;  // there is no such file to lock
-  FileHandle file = FileHandle::Open(message_file + ".lock", FileHandle::How::kReadWrite);
-  if (file.IsOpen() && file.Lock(true) == FileHandle::Locked::kHeld) state_->file = std::move(file);
+  *file_ = FileHandle::Open(message_file + ".lock", FileHandle::How::kReadWrite);
+  if (!file_->IsOpen()) return;
+  constexpr std::chrono::microseconds kLongestPause{20'000};
+  std::chrono::microseconds pause{250};
+  const auto end = std::chrono::steady_clock::now() + patience;
+  FileHandle::Locked locked;
+  while ((locked = file_->TryLock()) == FileHandle::Locked::kTaken) {
+    if (std::chrono::steady_clock::now() >= end) break;
+    std::this_thread::sleep_for(pause);
+    pause = std::min(pause * 2, kLongestPause);
+  }
+  held_ = locked == FileHandle::Locked::kHeld;
+  refused_ = !held_;
+  if (held_) RefreshDirectory(DirectoryOf(message_file));
 }
 
 UserLock::~UserLock() = default;
 
-bool UserLock::Held() const { return state_->file.IsOpen(); }
-
 FileLock::FileLock(const std::string& path)
     : file_(std::make_unique<FileHandle>(FileHandle::Open(path, FileHandle::How::kReadWrite))) {
   if (!file_->IsOpen()) return;
-  switch (file_->Lock(false)) {
+  switch (file_->TryLock()) {
     case FileHandle::Locked::kHeld:
       state_ = State::kHeld;
       break;

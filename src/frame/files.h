@@ -2,6 +2,7 @@
 // only. Every function reports failure by its result and throws nothing.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -32,6 +33,9 @@ bool RenameFile(const std::string& from, const std::string& to);
 bool SyncFile(const std::string& path);
 /// Puts the names in a directory on the disk, where the platform has a way to say so.
 bool SyncDirectory(const std::string& directory);
+/// Forgets which names a directory was known to have: on a file server another machine may have
+/// renamed files in it.
+void RefreshDirectory(const std::string& directory);
 
 /// A binary file with a position that counts from 1.
 class BinaryFile {
@@ -75,22 +79,32 @@ class BinaryFile {
   std::unique_ptr<State> state_;
 };
 
+/// How long anybody waits for a user's lock. What is done under it ends within seconds, a
+/// compaction of two gigabytes on a slow disk within about a minute; a holder that hangs must not
+/// stop the pages of its user for ever.
+inline constexpr std::chrono::milliseconds kLockPatience{60'000};
+
 /// Advisory lock over one user's message file: held from construction to destruction, against other
-/// threads and other processes. A holder that dies gives it up. Take it before any transaction, and
-/// never across a POP3 command.
+/// threads, other processes and, where the file system carries locks between them, other machines.
+/// A holder that dies gives it up. Take it before any transaction, and never across a POP3 command.
 class UserLock {
  public:
-  /// Waits for the lock on the user whose message file is `message_file`.
-  explicit UserLock(const std::string& message_file);
+  /// Waits for the lock on the user whose message file is `message_file`. What others did in the
+  /// file's folder under the lock is seen from then on.
+  explicit UserLock(const std::string& message_file,
+                    std::chrono::milliseconds patience = kLockPatience);
   ~UserLock();
   UserLock(const UserLock&) = delete;
   UserLock& operator=(const UserLock&) = delete;
-  /// False when the lock file could not be made.
-  bool Held() const;
+  /// False when the lock file could not be made, or the lock was refused.
+  bool Held() const { return held_; }
+  /// True when somebody else kept it all the while, or the file system has no locks.
+  bool Refused() const { return refused_; }
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
+  bool held_ = false;
+  bool refused_ = false;
+  std::unique_ptr<FileHandle> file_;
 };
 
 /// Advisory lock over a file of its own that nobody waits for. A holder that dies gives it up.

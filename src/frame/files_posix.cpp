@@ -129,12 +129,20 @@ bool FileHandle::Sync() const {
   return result == 0;
 }
 
-FileHandle::Locked FileHandle::Lock(bool wait) const {
-  int result;
-  do {
-    result = ::flock(Descriptor(handle_), LOCK_EX | (wait ? 0 : LOCK_NB));
-  } while (result != 0 && errno == EINTR);
-  if (result == 0) return Locked::kHeld;
+// A record lock that belongs to the handle: unlike one of fcntl's older kind it keeps threads apart
+// too, and does not go with another handle's end; unlike one of flock's it is the kind that a file
+// server gives its clients, so that a process on the server itself meets theirs. A file system
+// without such locks may still have the other kind.
+FileHandle::Locked FileHandle::TryLock() const {
+#ifdef F_OFD_SETLK
+  struct flock whole {};
+  whole.l_type = F_WRLCK;
+  whole.l_whence = SEEK_SET;
+  if (::fcntl(Descriptor(handle_), F_OFD_SETLK, &whole) == 0) return Locked::kHeld;
+  if (errno == EAGAIN || errno == EACCES) return Locked::kTaken;
+  if (errno != EINVAL && errno != EOPNOTSUPP && errno != ENOSYS) return Locked::kFailed;
+#endif
+  if (::flock(Descriptor(handle_), LOCK_EX | LOCK_NB) == 0) return Locked::kHeld;
   return errno == EWOULDBLOCK ? Locked::kTaken : Locked::kFailed;
 }
 
@@ -162,6 +170,12 @@ std::string JoinPath(std::string_view directory, std::string_view name) {
   path += '/';
   path += name;
   return path;
+}
+
+// Opening a directory is when a client of a file server asks whether the names in it changed.
+void RefreshDirectory(const std::string& directory) {
+  const int fd = OpenRetrying(directory.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd >= 0) ::close(fd);
 }
 
 bool FileExists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }

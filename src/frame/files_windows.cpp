@@ -227,9 +227,9 @@ bool FileHandle::Resize(int64_t length) const {
 
 bool FileHandle::Sync() const { return FlushFileBuffers(Handle(handle_)) != 0; }
 
-FileHandle::Locked FileHandle::Lock(bool wait) const {
+FileHandle::Locked FileHandle::TryLock() const {
   OVERLAPPED at{};
-  const DWORD flags = LOCKFILE_EXCLUSIVE_LOCK | (wait ? 0 : LOCKFILE_FAIL_IMMEDIATELY);
+  const DWORD flags = LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY;
   if (LockFileEx(Handle(handle_), flags, 0, 1, 0, &at)) return Locked::kHeld;
   const DWORD error = GetLastError();
   return error == ERROR_LOCK_VIOLATION || error == ERROR_IO_PENDING ? Locked::kTaken
@@ -272,6 +272,9 @@ std::string JoinPath(std::string_view directory, std::string_view name) {
   path += name;
   return path;
 }
+
+// How long a client of a file server keeps names is its machine's setting; no call shortens it.
+void RefreshDirectory(const std::string&) {}
 
 bool FileExists(const std::string& path) {
   return GetFileAttributesW(SystemPath(path).c_str()) != INVALID_FILE_ATTRIBUTES;

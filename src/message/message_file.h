@@ -2,9 +2,11 @@
 // layout is docs/message_file.md.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -48,12 +50,22 @@ void UndoStoredRecord(BinaryFile& file, int64_t position, std::vector<std::strin
 /// Throws DatabaseError, and std::runtime_error when a file cannot be renamed.
 bool RecoverMessageFile(Connection& connection, const std::string& path_messages, int32_t user_id);
 
+/// The user's lock was refused: nothing may be read or written without it.
+struct MessageFileBusy : std::runtime_error {
+  explicit MessageFileBusy(const std::string& message_file)
+      : std::runtime_error("no lock on " + message_file +
+                           ": somebody else kept it, or its file system has no locks") {}
+};
+
 /// The user's lock, and a message file that no interrupted compaction has left half way: what every
 /// operation takes before it reads the rows that point into the file.
 class MessageFileLock {
  public:
-  MessageFileLock(Connection& connection, const std::string& path_messages, int32_t user_id)
-      : lock_(MessageFilePath(path_messages, user_id)) {
+  /// Throws MessageFileBusy, and what RecoverMessageFile throws.
+  MessageFileLock(Connection& connection, const std::string& path_messages, int32_t user_id,
+                  std::chrono::milliseconds patience = kLockPatience)
+      : lock_(MessageFilePath(path_messages, user_id), patience) {
+    if (lock_.Refused()) throw MessageFileBusy(MessageFilePath(path_messages, user_id));
     if (lock_.Held()) RecoverMessageFile(connection, path_messages, user_id);
   }
   MessageFileLock(Connection& connection, const MailUser& account)

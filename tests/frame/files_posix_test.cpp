@@ -1,4 +1,5 @@
 // Files where rights, limits and processes are those of POSIX.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -141,6 +142,82 @@ TEST(UserLock, AHolderThatDiesGivesItUp) {
   waitpid(child, &status, 0);
   close(ready[0]);
   close(ready[1]);
+}
+
+/// A process that takes the lock and does nothing any more.
+class Holder {
+ public:
+  explicit Holder(const std::string& path) {
+    int ready[2];
+    EXPECT_EQ(pipe(ready), 0);
+    process_ = fork();
+    if (process_ == 0) {
+      const UserLock lock(path);
+      (void)!write(ready[1], "y", 1);
+      while (true) pause();
+    }
+    char held = 0;
+    EXPECT_EQ(read(ready[0], &held, 1), 1);
+    close(ready[0]);
+    close(ready[1]);
+  }
+  ~Holder() { Signal(SIGKILL), waitpid(process_, nullptr, 0); }
+  void Signal(int number) const { kill(process_, number); }
+
+ private:
+  pid_t process_;
+};
+
+TEST(UserLock, AHolderThatIsKilledFreesItAtOnce) {
+  const TempFolder folder;
+  const std::string path = folder / "7_Messaggi.dat";
+  const Holder holder(path);
+  EXPECT_TRUE(UserLock(path, std::chrono::milliseconds(0)).Refused());
+  holder.Signal(SIGKILL);
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_TRUE(UserLock(path).Held());
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+}
+
+TEST(UserLock, AHolderThatHangsIsNotWaitedForForEver) {
+  const TempFolder folder;
+  const std::string path = folder / "7_Messaggi.dat";
+  const Holder holder(path);
+  holder.Signal(SIGSTOP);
+  const auto before = std::chrono::steady_clock::now();
+  const UserLock lock(path, std::chrono::milliseconds(200));
+  EXPECT_FALSE(lock.Held());
+  EXPECT_TRUE(lock.Refused());
+  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(200));
+}
+
+TEST(UserLock, TheEndOfAnotherHandleOfTheFileDoesNotFreeIt) {
+  const TempFolder folder;
+  const std::string path = folder / "7_Messaggi.dat";
+  const UserLock lock(path);
+  ASSERT_TRUE(lock.Held());
+  EXPECT_TRUE(UserLock(path, std::chrono::milliseconds(0)).Refused());
+  std::string bytes;
+  EXPECT_TRUE(ReadWholeFile(path + ".lock", bytes));
+  EXPECT_TRUE(UserLock(path, std::chrono::milliseconds(0)).Refused());
+}
+
+// A file server takes the locks of its clients as locks of this kind.
+TEST(UserLock, MeetsTheLocksThatAFileServerTakesForItsClients) {
+  const TempFolder folder;
+  const std::string path = folder / "7_Messaggi.dat";
+  const pid_t child = fork();
+  if (child == 0) {
+    const int file = open((path + ".lock").c_str(), O_RDWR | O_CREAT, 0600);
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    if (fcntl(file, F_SETLK, &whole) != 0) _exit(1);
+    _exit(UserLock(path, std::chrono::milliseconds(0)).Refused() ? 0 : 2);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
 }
 
 }  // namespace

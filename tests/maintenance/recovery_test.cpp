@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "maintenance/compaction_steps.h"
+#include "maintenance/late_commit.h"
 #include "support/compacted_store.h"
 #include "support/watched_connection.h"
 
@@ -230,6 +231,22 @@ TEST_F(Recovery, MessagesSavedWhileTheFileIsCompactedAreNotLost) {
   for (const int32_t id : {2, 3, 6, 7, 12}) EXPECT_EQ(store_.Loaded(id)->GetLastError(), 0);
   store_.ExpectNoGaps();
   EXPECT_EQ(store_.Count(), static_cast<int64_t>(saved.size()) + 8);
+}
+
+TEST(LateCommit, OfADeadHolderIsWaitedFor) {
+  CompactedStore store;
+  test::ACommitOfADeadHolderIsWaitedFor(store);
+}
+
+TEST_F(Recovery, WhoDoesNotGetTheLockTouchesNothing) {
+  CompactMessageFile(*store_.connection(), store_.messages_folder(), 7, [&](const char* at) {
+    if (std::string(at) != "renamed") return;
+    const auto other = OpenDatabase(store_.url());
+    EXPECT_THROW(MessageFileLock(*other, store_.messages_folder(), 7, std::chrono::milliseconds(0)),
+                 MessageFileBusy);
+    EXPECT_TRUE(FileExists(BackupFilePath(store_.messages_folder(), 7)));
+  });
+  store_.ExpectNothingLost();
 }
 
 TEST_F(Recovery, AUserWithoutARowLeftKeepsTheNewFile) {
