@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -32,16 +33,19 @@ TEST(ReadingAhead, SendsTheCommandsOfLockStepInTheirOrder) {
   EXPECT_EQ(commands[0], commands[1]);
 }
 
-TEST(ReadingAhead, WithNothingNewAsksForOneHeader) {
-  Mailbox mailbox(100);
-  mailbox.client.Connect();
-  EXPECT_EQ(
-      mailbox.client.GetNewMessages(mailbox.connection, "05/03/2021 00:00:00", false, "")->Count(),
-      0);
-  mailbox.client.Disconnect();
-  const std::vector<std::string> expected = {"USER bob", "PASS secret", "STAT", "TOP 100 0",
-                                             "LIST 100", "UIDL 100",    "QUIT"};
-  EXPECT_EQ(mailbox.server.commands, expected);
+TEST(ReadingAhead, WithNothingNewAtMostOneMessagesCommandsAreSent) {
+  for (const bool whole : {true, false}) {
+    Mailbox mailbox(100);
+    mailbox.client.Connect();
+    const std::string last = "05/03/2021 00:00:00";
+    const auto messages = whole ? mailbox.client.GetNewMessages(mailbox.connection, last, false, "")
+                                : mailbox.client.GetNewHeaders(mailbox.connection, last, false);
+    EXPECT_EQ(messages->Count(), 0);
+    mailbox.client.Disconnect();
+    const std::vector<std::string> expected = {"USER bob", "PASS secret", "STAT", "TOP 100 0",
+                                               "LIST 100", "UIDL 100",    "QUIT"};
+    EXPECT_EQ(mailbox.server.commands, expected);
+  }
 }
 
 TEST(ReadingAhead, KeepsTheCommandsOnTheirWayWithinItsBound) {
@@ -55,16 +59,42 @@ TEST(ReadingAhead, KeepsTheCommandsOnTheirWayWithinItsBound) {
   EXPECT_LE(mailbox.server.most_waiting, ServerLink::kMostCommandBytes);
 }
 
-TEST(ReadingAhead, LargeMessagesDoNotPileUp) {
+TEST(ReadingAhead, LargeMessagesDoNotPileUpInTheWindow) {
   Mailbox mailbox(60, 1'500'000);
+  int taken = 0;
+  int asked = 0;
+  int most = 0;
+  mailbox.client.OnProgress([&](const SelectionProgress& now) { taken = now.taken; });
+  mailbox.odd = [&](const std::string& line) -> std::optional<ModelReply> {
+    // Sixteen at first, when nothing is known of their size.
+    if (line.starts_with("RETR ") && ++asked > 16) most = std::max(most, asked - taken);
+    return std::nullopt;
+  };
   mailbox.client.Connect();
   mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, false, "");
-  // Sixteen at first, when nothing is known of their size; then one more than is read.
-  EXPECT_LE(mailbox.server.most_waiting, 16 * 6 * 12U);
-  const auto asked = mailbox.Count("RETR ");
-  mailbox.server.commands.clear();
-  EXPECT_GT(asked, 0);
-  mailbox.client.Disconnect();
+  EXPECT_GT(asked, 16);
+  EXPECT_LE(most, 2) << "the one that is read and the next";
+}
+
+TEST(ReadingAhead, AfterALargeMessageSmallOnesGoAheadAgain) {
+  Mailbox mailbox(300);
+  int most = 0;
+  int taken = 0;
+  int asked = 0;
+  mailbox.client.OnProgress([&](const SelectionProgress& now) { taken = now.taken; });
+  mailbox.odd = [&](const std::string& line) -> std::optional<ModelReply> {
+    if (line.starts_with("RETR ") && ++asked > 250) most = std::max(most, asked - taken);
+    if (line != "RETR 290") return std::nullopt;
+    return ModelReply{"+OK\r\nSubject: large\r\n\r\n" + std::string(3'000'000, 'x') + "\r\n.\r\n",
+                      ModelReply::Then::kNothing,
+                      {}};
+  };
+  std::mt19937 pieces(1);
+  mailbox.server.pieces = &pieces;
+  mailbox.client.Connect();
+  EXPECT_EQ(mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, false, "")->Count(),
+            300);
+  EXPECT_GT(most, 8);
 }
 
 TEST(ReadingAhead, GoesBeyondTheMessageThatEndsTheScanByNoMoreThanTheWindow) {
@@ -78,7 +108,7 @@ TEST(ReadingAhead, GoesBeyondTheMessageThatEndsTheScanByNoMoreThanTheWindow) {
   EXPECT_FALSE(mailbox.server.sent_ahead_of_turn);
 }
 
-TEST(ReadingAhead, DeleAndQuitWaitForTheRepliesOnTheirWay) {
+TEST(ReadingAhead, DeleAndQuitAreNeverSentAhead) {
   Mailbox mailbox(50);
   mailbox.client.Connect();
   const auto messages =
@@ -91,23 +121,50 @@ TEST(ReadingAhead, DeleAndQuitWaitForTheRepliesOnTheirWay) {
   EXPECT_EQ(mailbox.server.connections, 1);
 }
 
-TEST(ReadingAhead, ARefusalEndsItForTheSession) {
+/// A reply that is not the one that it has to be.
+struct Misfit {
+  const char* name;
+  const char* to;
+  const char* reply;
+  int connections;  ///< two where what is on its way cannot be told apart
+};
+
+void PrintTo(const Misfit& misfit, std::ostream* out) { *out << misfit.name; }
+
+class FirstMisfit : public testing::TestWithParam<Misfit> {};
+
+TEST_P(FirstMisfit, EndsReadingAheadForTheSession) {
+  const Misfit& misfit = GetParam();
   Mailbox mailbox(40);
-  mailbox.odd = [](const std::string& line) -> std::optional<ModelReply> {
-    if (line == "UIDL 38") return ModelReply{"-ERR no\r\n", ModelReply::Then::kNothing, {}};
-    return std::nullopt;
+  const size_t one = std::string("TOP 39 0\r\n").size();
+  mailbox.odd = [&](const std::string& line) -> std::optional<ModelReply> {
+    // This far down none was on its way when the misfit came.
+    if (line == "TOP 10 0") mailbox.server.most_waiting = 0;
+    if (line != misfit.to) return std::nullopt;
+    return ModelReply{misfit.reply, ModelReply::Then::kNothing, {}};
   };
   mailbox.client.Connect();
   const auto messages =
       mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, false, "");
   EXPECT_EQ(messages->Count(), 40);
-  EXPECT_EQ(messages->Items()[2]->MessageUIDL(), "");
-  EXPECT_EQ(mailbox.server.connections, 1) << "the replies on their way can be told apart";
-  const auto& commands = mailbox.server.commands;
-  const auto last = std::find(commands.rbegin(), commands.rend(), "TOP 10 0").base();
-  EXPECT_EQ(*last, "LIST 10");
+  EXPECT_EQ(mailbox.server.connections, misfit.connections);
+  EXPECT_LE(mailbox.server.most_waiting, one) << "from then on each reply is awaited";
+  EXPECT_TRUE(mailbox.client.DeleteServerMessage(40));
+  // Nor does a later selection of the session begin again.
+  mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, false, "");
+  EXPECT_LE(mailbox.server.most_waiting, one);
   mailbox.client.Disconnect();
+  EXPECT_EQ(mailbox.server.deleted, std::set<int32_t>{40});
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    ReadingAhead, FirstMisfit,
+    testing::Values(Misfit{"ARefusedUniqueId", "UIDL 38", "-ERR no\r\n", 1},
+                    Misfit{"ARefusedSize", "LIST 38", "-ERR no\r\n", 1},
+                    Misfit{"ASizeWithMoreBehindIt", "LIST 38", "+OK 38 100 octets\r\n", 1},
+                    Misfit{"AUniqueIdWithoutItsValue", "UIDL 38", "+OK 38\r\n", 1},
+                    Misfit{"ALineThatEndsWithLfAlone", "LIST 38", "+OK 38 100\n", 2}),
+    [](const auto& misfit) { return std::string(misfit.param.name); });
 
 TEST(ReadingAhead, AServerThatDiesBeyondTheEndOfTheScanIsAskedAgainAndItsDeletionsAreMade) {
   Mailbox mailbox(50);
@@ -144,11 +201,58 @@ TEST(ReadingAhead, ANewConnectionToAnotherMailboxEndsTheSessionAndDeletesNothing
 }
 
 TEST(ReadingAhead, WithoutTheMarkNoCommandIsSentBeforeTheReplyToTheLast) {
-  Mailbox mailbox(50);
+  for (const char* host : {"pop.example", "pop3://pop.example", "pop3s://pop.example",
+                           "pop3s-insecure://pop.example"}) {
+    Mailbox mailbox(50);
+    mailbox.user->MailServer(host);
+    mailbox.client.Connect();
+    mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, false, "");
+    EXPECT_LE(mailbox.server.most_waiting, std::string("PASS secret\r\n").size()) << host;
+  }
+}
+
+TEST(ReadingAhead, NotOneByteOfTheDialogueChangesForAnAccountWithoutTheMark) {
+  Mailbox mailbox(2);
   mailbox.user->MailServer("pop3://pop.example");
   mailbox.client.Connect();
-  mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, false, "");
-  EXPECT_LE(mailbox.server.most_waiting, std::string("PASS secret\r\n").size());
+  EXPECT_EQ(mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, false, "")->Count(),
+            2);
+  EXPECT_TRUE(mailbox.client.DeleteServerMessage(2));
+  mailbox.client.Disconnect();
+  EXPECT_EQ(mailbox.server.heard,
+            "USER bob\r\nPASS secret\r\nSTAT\r\n"
+            "TOP 2 0\r\nLIST 2\r\nUIDL 2\r\nRETR 2\r\nLIST 2\r\nUIDL 2\r\n"
+            "TOP 1 0\r\nLIST 1\r\nUIDL 1\r\nRETR 1\r\nLIST 1\r\nUIDL 1\r\n"
+            "DELE 2\r\nQUIT\r\n");
+}
+
+TEST(ReadingAhead, TheClientsOwnDialogueNeverSendsCapa) {
+  for (const char* host : {"pop.example", "pop3+ahead://pop.example", "pop3s+ahead://pop.example",
+                           "pop3s-insecure+ahead://pop.example"}) {
+    Mailbox mailbox(30);
+    mailbox.user->MailServer(host);
+    mailbox.odd = [&](const std::string& line) -> std::optional<ModelReply> {
+      // Also not where it has to connect again.
+      if (line != "TOP 20 0" || mailbox.server.connections > 1) return std::nullopt;
+      return ModelReply{"+OK\r\n", ModelReply::Then::kClose, {}};
+    };
+    mailbox.client.Connect();
+    mailbox.client.GetMessagesCount();
+    mailbox.client.GetNewHeaders(mailbox.connection, "05/03/2020 00:00:25", false);
+    mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, true, "");
+    mailbox.client.Connect();
+    mailbox.client.GetHeadersPage(1, nullptr, nullptr);
+    mailbox.client.GetFullMessage(3, "");
+    mailbox.client.FindFullMessage(-1, "from a by b; Thu, 5 Mar 2020 00:00:28 +0000", "<28@a>", "");
+    mailbox.client.FindAndDeleteMessage(-1, "from a by b; Thu, 5 Mar 2020 00:00:29 +0000",
+                                        "<29@a>");
+    mailbox.client.DeleteServerMessage(4);
+    mailbox.client.Disconnect();
+    EXPECT_GT(mailbox.Count("TOP "), 10) << host;
+    EXPECT_EQ(mailbox.Count("DELE "), 2) << host;
+    EXPECT_EQ(mailbox.Count("QUIT"), 1) << host;
+    EXPECT_EQ(mailbox.server.heard.find("CAPA"), std::string::npos) << host;
+  }
 }
 
 // Seeds that once told the two apart.

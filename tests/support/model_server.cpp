@@ -64,6 +64,7 @@ void ModelServer::Close() { open_ = false; }
 
 int32_t ModelServer::Send(const std::string& bytes) {
   if (!open_) return -1;
+  heard += bytes;
   if (!closing_) {
     input_ += bytes;
     for (size_t end; !closing_ && (end = input_.find("\r\n")) != std::string::npos;) {

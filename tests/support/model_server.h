@@ -45,6 +45,8 @@ class ModelServer {
 
   /// Command lines in the order in which they came, over all connections.
   std::vector<std::string> commands;
+  /// The same to the byte.
+  std::string heard;
   int connections = 0;
   /// Deletions that a QUIT made final.
   std::set<int32_t> deleted;
