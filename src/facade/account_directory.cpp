@@ -65,12 +65,14 @@ int32_t AccountDirectory::Add(int32_t user, const AccountEntry& account,
                               const std::string& password) {
   Transaction transaction(database_, Transaction::Kind::kAllocating);
   const bool first = List(user).empty();
-  // A number that a removed account's messages still carry would make them this account's.
-  int32_t id = 1;
+  // A number that messages of the user's removed accounts still carry would make them this
+  // account's. Messages saved here carry -1. Other users' rows do not matter, and reading them all
+  // would take long.
+  const std::string of_user = " WHERE id_utente=" + std::to_string(user) + " AND id_server>0";
+  int32_t id = NextIdentifier(database_, "SELECT MAX(Id_account_email) FROM account_email");
   for (const char* used :
-       {"SELECT MAX(Id_account_email) FROM account_email", "SELECT MAX(id_server) FROM mail",
-        "SELECT MAX(id_server) FROM ultimi_scaricamenti"}) {
-    id = std::max(id, NextIdentifier(database_, used));
+       {"SELECT MAX(id_server) FROM mail", "SELECT MAX(id_server) FROM ultimi_scaricamenti"}) {
+    id = std::max(id, NextIdentifier(database_, used + of_user));
   }
   const int32_t link =
       NextIdentifier(database_, "SELECT MAX(Id_account_email_utenti) FROM account_email_utenti");

@@ -109,6 +109,11 @@ class Accounts(CommandLineTest):
         self.add()
         self.assertEqual(self.accounts()[0]["id"], 2)
 
+    def test_an_account_can_be_added_after_a_message_was_written(self):
+        self.korvane("compose", "--to", "bob@example.org", input="hello\n")
+        self.add()
+        self.assertEqual(self.accounts()[0]["id"], 1)
+
     def test_verify_logs_in(self):
         self.add_account(self.serve())
         self.assertIn("the login works", self.korvane("account", "verify", 1).out)
