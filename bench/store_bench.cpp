@@ -1,7 +1,10 @@
 // The message file: how fast a compaction copies beside cp, and how much memory storing one large
 // message takes. "store_bench compaction FOLDER MEGABYTES RECORD_BYTES" prints seconds round by
 // round: copied, read back, and on the disk, then cp and cp with its bytes on the disk;
-// "store_bench memory FOLDER MEGABYTES KIND" prints the message's size and the peak of the memory.
+// "store_bench memory FOLDER MEGABYTES KIND" prints the message's size and the peak of the memory;
+// "store_bench batches FOLDER URL USER BATCHES MESSAGES BYTES" stores downloads of MESSAGES
+// messages into a database that has its tables and prints for each the seconds that it took, waited
+// for the lock of the identifiers and held it, and how often it was begun.
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -15,6 +18,7 @@
 #include <fstream>
 #include <string>
 
+#include "engine/downloaded_store.h"
 #include "facade/mail_user.h"
 #include "frame/schema.h"
 #include "frame/sql_text.h"
@@ -22,6 +26,7 @@
 #include "maintenance/compaction_steps.h"
 #include "message/mail_message.h"
 #include "message/message_file.h"
+#include "pop3/mail_server.h"
 
 using namespace korvane;
 
@@ -33,7 +38,7 @@ double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-std::shared_ptr<MailUser> AccountIn(const std::string& folder) {
+std::shared_ptr<MailUser> AccountIn(const std::string& folder, int32_t user = 7) {
   const std::string settings = folder + "/registry.reg";
   std::ofstream(settings) << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarsel_IS_App\\KorvaneMulti\\"
                              "Korvane1\\KorvaneDll]\n\"PathAtcmts\"=\""
@@ -45,7 +50,7 @@ std::shared_ptr<MailUser> AccountIn(const std::string& folder) {
   BossObject boss;
   boss.Init(1);
   auto account = std::make_shared<MailUser>();
-  account->InitFromConfig(boss, nullptr, 7, MailUser::kNoAccount);
+  account->InitFromConfig(boss, nullptr, user, MailUser::kNoAccount);
   return account;
 }
 
@@ -238,12 +243,109 @@ int Memory(const std::string& folder, size_t megabytes, const std::string& kind)
   return 0;
 }
 
+// Notes when the lock of the identifiers was taken and given back.
+class TimedConnection final : public Connection {
+ public:
+  explicit TimedConnection(std::shared_ptr<Connection> inner) : inner_(std::move(inner)) {}
+
+  std::shared_ptr<Recordset> Execute(const std::string& statement) override {
+    return inner_->Execute(statement);
+  }
+  std::shared_ptr<Recordset> Open(const std::string& statement) override {
+    return inner_->Open(statement);
+  }
+  void Begin() override { inner_->Begin(); }
+  void BeginAllocating() override {
+    const auto start = Clock::now();
+    ++begun;
+    inner_->BeginAllocating();
+    taken_ = Clock::now();
+    waited += std::chrono::duration<double>(taken_ - start).count();
+  }
+  void Commit() override {
+    inner_->Commit();
+    held += SecondsSince(taken_);
+  }
+  void Rollback() override {
+    inner_->Rollback();
+    held += SecondsSince(taken_);
+  }
+  bool HasTransactions() const override { return inner_->HasTransactions(); }
+  bool HasTable(std::string_view name) override { return inner_->HasTable(name); }
+
+  double waited = 0;
+  double held = 0;
+  int begun = 0;
+
+ private:
+  std::shared_ptr<Connection> inner_;
+  Clock::time_point taken_;
+};
+
+// One message of text in the usual mix of header fields; every fifth of a larger size has a file.
+std::string MailOf(int32_t user, size_t number, size_t bytes) {
+  const std::string n = std::to_string(user) + "." + std::to_string(number);
+  std::string text =
+      "Received: from a.example by b.example with ESMTP id " + n +
+      "; Thu, 5 Mar 2020 10:00:00 +0000\r\nMessage-ID: <" + n +
+      "@a.example>\r\nFrom: Ann Example <ann@a.example>\r\nTo: Bob Example <bob@b.example>\r\n"
+      "Date: Thu, 5 Mar 2020 10:00:00 +0000\r\nSubject: The report of the week, number " +
+      n + "\r\nMIME-Version: 1.0\r\n";
+  const bool file = number % 5 == 0 && bytes > 8'000;
+  text += file ? "Content-Type: multipart/mixed; boundary=\"b\"\r\n\r\n--b\r\nContent-Type: "
+                 "text/plain\r\n\r\nSee the file.\r\n--b\r\nContent-Type: application/pdf; "
+                 "name=\"r.pdf\"\r\nContent-Transfer-Encoding: base64\r\n\r\n"
+               : "Content-Type: text/plain; charset=utf-8\r\n\r\n";
+  const std::string line = file ? std::string(76, 'Q') + "\r\n"
+                                : "A line of text as people write it, of an ordinary length.\r\n";
+  while (text.size() < bytes) text += line;
+  if (file) text += "--b--\r\n";
+  return text;
+}
+
+int Batches(const std::string& folder, const std::string& url, int32_t user, size_t batches,
+            size_t each, size_t bytes) {
+  const auto account = AccountIn(folder, user);
+  TimedConnection connection(OpenDatabase(url));
+  MailServer server;
+  DownloadedStore store(account, connection, server);
+  size_t number = 0;
+  for (size_t batch = 0; batch < batches; ++batch) {
+    MailMessages messages;
+    for (size_t i = 0; i < each; ++i) {
+      std::string text = MailOf(user, ++number, bytes);
+      auto message = std::make_shared<MailMessage>();
+      const auto size = static_cast<int32_t>(text.size());
+      message->LoadWholeMessage(account, static_cast<int32_t>(number), size, "", "",
+                                std::move(text));
+      messages.Add(std::move(message), static_cast<int32_t>(i + 1));
+    }
+    connection.waited = connection.held = 0;
+    connection.begun = 0;
+    LastDownload state;
+    const auto start = Clock::now();
+    if (!store.StoreMessages(messages, false, state)) {
+      std::fprintf(stderr, "batch %zu could not be stored\n", batch);
+      return 1;
+    }
+    std::printf("%f %f %f %d\n", SecondsSince(start), connection.waited, connection.held,
+                connection.begun);
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::string what = argc > 4 ? argv[1] : "";
   if (what == "compaction") return Compaction(argv[2], std::stoul(argv[3]), std::stoul(argv[4]));
   if (what == "memory") return Memory(argv[2], std::stoul(argv[3]), argv[4]);
-  std::fprintf(stderr, "usage: store_bench compaction|memory FOLDER MEGABYTES RECORD_BYTES|KIND\n");
+  if (what == "batches" && argc > 7) {
+    return Batches(argv[2], argv[3], std::stoi(argv[4]), std::stoul(argv[5]), std::stoul(argv[6]),
+                   std::stoul(argv[7]));
+  }
+  std::fprintf(stderr,
+               "usage: store_bench compaction|memory FOLDER MEGABYTES RECORD_BYTES|KIND\n"
+               "       store_bench batches FOLDER URL USER BATCHES MESSAGES BYTES\n");
   return 2;
 }

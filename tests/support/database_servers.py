@@ -13,6 +13,8 @@ import time
 class DatabaseServer:
     """A server of the tests' own, on a socket in a folder of its own."""
 
+    durable = False  # True: a commit is on the disk when it is answered
+
     def __init__(self, user):
         self.folder = tempfile.mkdtemp()
         self.user = user if os.geteuid() == 0 else getpass.getuser()
@@ -60,7 +62,7 @@ class Postgresql(DatabaseServer):
         self.run(self.programs + "/initdb", "--no-sync", "--auth=trust", "--username=korvane",
                  "--encoding=UTF8", "--locale=C.UTF-8", "--pgdata=" + data)
         self.start(self.programs + "/postgres", "-D", data, "-k", self.folder, "-c",
-                   "listen_addresses=", "-c", "fsync=off")
+                   "listen_addresses=", "-c", f"fsync={'on' if self.durable else 'off'}")
 
     def url(self, database):
         return f"postgresql://korvane@/{database}?host={self.folder}"
@@ -88,7 +90,8 @@ class Mariadb(DatabaseServer):
                  "--skip-name-resolve", "--auth-root-authentication-method=normal",
                  "--datadir=" + data, "--innodb-log-file-size=4M")
         self.start("/usr/sbin/mariadbd", "--no-defaults", "--datadir=" + data, "--skip-networking",
-                   "--socket=" + self.socket(), "--innodb-flush-log-at-trx-commit=0",
+                   "--socket=" + self.socket(),
+                   f"--innodb-flush-log-at-trx-commit={1 if self.durable else 0}",
                    "--innodb-log-file-size=4M", "--innodb-buffer-pool-size=64M")
 
     def socket(self):
