@@ -87,7 +87,7 @@ foreach(folder frame mime message pop3 maintenance engine facade)
 endforeach()
 if(WIN32)
   # What opens databases by URL: the page does that there, and hands its connection in.
-  list(FILTER frame_sources EXCLUDE REGEX "/(database|schema|odbc_string|driver_[a-z]+)\\.cpp$")
+  list(FILTER frame_sources EXCLUDE REGEX "/(database|schema|odbc_[a-z]+|driver_[a-z]+)\\.cpp$")
 endif()
 if(NOT WIN32)
   include(cmake/schema.cmake)

@@ -1,14 +1,12 @@
 // Any database behind ODBC whose engine is one of those that the translator knows: the source says
 // which one it is.
 //
-// Texts cross as UTF-16, the one encoding that every driver understands the same way whatever the
-// locale of the process. A driver's own settings stay as the source has them.
+// A driver's own settings stay as the source has them. How values cross is odbc_values.cpp.
 #include <sql.h>
 #include <sqlext.h>
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <utility>
 
 #include "frame/database_url.h"
@@ -16,7 +14,7 @@
 #include "frame/dialect_sql.h"
 #include "frame/driver.h"
 #include "frame/odbc_string.h"
-#include "frame/utf16.h"
+#include "frame/odbc_values.h"
 
 #ifndef _WIN32
 #include <fcntl.h>
@@ -29,15 +27,13 @@ namespace {
 
 using Kind = DatabaseError::Kind;
 
-/// A handle of one kind, given back at its end.
+/// A handle of one kind, given back at its end. Null where it could not be made.
 template <SQLSMALLINT kType>
 class Handle {
  public:
   Handle() = default;
   explicit Handle(SQLHANDLE parent) {
-    if (!SQL_SUCCEEDED(SQLAllocHandle(kType, parent, &handle_))) {
-      throw DatabaseError(Kind::kOther, "odbc: out of memory");
-    }
+    if (!SQL_SUCCEEDED(SQLAllocHandle(kType, parent, &handle_))) handle_ = nullptr;
   }
   Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
   Handle& operator=(Handle&& other) noexcept {
@@ -93,8 +89,10 @@ Kind KindOf(Dialect dialect, std::string_view state, int native, std::string_vie
 class OdbcDriver final : public Driver {
  public:
   OdbcDriver(const DatabaseUrl& url, bool create) : url_(url), environment_(nullptr) {
+    if (!environment_.get()) throw DatabaseError(Kind::kOther, "odbc: out of memory");
     SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, NumberAttribute(SQL_OV_ODBC3), 0);
     connection_ = Handle<SQL_HANDLE_DBC>(environment_.get());
+    if (!connection_.get()) throw DatabaseError(Kind::kOther, "odbc: out of memory");
     constexpr SQLULEN kConnectSeconds = 10;
     SQLSetConnectAttr(connection_.get(), SQL_ATTR_LOGIN_TIMEOUT, NumberAttribute(kConnectSeconds),
                       0);
@@ -128,8 +126,10 @@ class OdbcDriver final : public Driver {
     CheckTransaction();
     Statement* kept = statements_.Find(text);
     Statement& statement = kept ? *kept : statements_.Insert(text, Prepare(text));
-    Values values(parameters.size());
-    for (size_t i = 0; i < parameters.size(); ++i) Bind(statement, i, parameters[i], values);
+    OdbcParameters bound(parameters.size());
+    for (size_t i = 0; i < parameters.size(); ++i) {
+      if (!bound.Bind(statement.get(), i, parameters[i], dialect_)) Throw(statement);
+    }
     const SQLRETURN code = SQLExecute(statement.get());
     struct Reset {
       SQLHANDLE statement;
@@ -144,7 +144,7 @@ class OdbcDriver final : public Driver {
     SQLSMALLINT columns = 0;
     if (!SQL_SUCCEEDED(SQLNumResultCols(statement.get(), &columns))) Throw(statement);
     if (columns > 0) {
-      Take(statement, columns, rows);
+      if (!reader_.Take(statement.get(), columns, dialect_, rows)) Throw(statement);
     } else {
       SQLLEN affected = 0;
       if (SQL_SUCCEEDED(SQLRowCount(statement.get(), &affected))) {
@@ -200,15 +200,6 @@ class OdbcDriver final : public Driver {
   }
 
  private:
-  /// What the parameters of one statement point at while it runs.
-  struct Values {
-    explicit Values(size_t count) : texts(count), bytes(count), numbers(count), lengths(count) {}
-    std::vector<std::u16string> texts;
-    std::vector<std::string> bytes;
-    std::vector<SQLBIGINT> numbers;
-    std::vector<SQLLEN> lengths;
-  };
-
   struct Fault {
     Kind kind;
     std::string message;
@@ -220,8 +211,15 @@ class OdbcDriver final : public Driver {
   std::string Source(bool create) const {
     const OdbcString parts(url_.odbc);
     const std::string driver = LowerName(parts.Value("Driver"));
-    if (!driver.empty() && driver.find("sqlite") == std::string::npos) return url_.odbc;
-    std::string source = url_.odbc + ";Timeout=" + std::to_string(url_.BusyTimeout());
+    const auto may_be = [&](std::string_view name) {
+      return driver.empty() || driver.find(name) != std::string::npos;
+    };
+    std::string source = url_.odbc;
+    // The driver for MariaDB counts rows that were found, not only those that changed.
+    if ((may_be("maria") || may_be("mysql")) && parts.Value("Option").empty())
+      source += ";Option=2";
+    if (!may_be("sqlite")) return source;
+    source += ";Timeout=" + std::to_string(url_.BusyTimeout());
     if (!create) return source + ";NoCreat=1";
 #ifndef _WIN32
     const std::string path = parts.Value("Database");
@@ -313,8 +311,15 @@ class OdbcDriver final : public Driver {
     }
   }
 
+  /// Some drivers make none on a connection that is lost.
+  Statement NewStatement() {
+    Statement statement(connection_.get());
+    if (!statement.get()) ThrowFault(SQL_HANDLE_DBC, connection_.get());
+    return statement;
+  }
+
   void Command(const std::string& text) {
-    const Statement statement(connection_.get());
+    const Statement statement = NewStatement();
     const SQLRETURN code = SQLExecDirect(statement.get(), Characters(text), SQL_NTS);
     if (code != SQL_NO_DATA && !SQL_SUCCEEDED(code)) Throw(statement);
     // Read to the end: one engine runs a query only as far as its rows are asked for.
@@ -361,157 +366,9 @@ class OdbcDriver final : public Driver {
   Statement Prepare(const std::string& text) {
     // Not every engine calls that a fault.
     if (text.empty()) throw DatabaseError(Kind::kOther, "odbc: empty statement");
-    Statement statement(connection_.get());
+    Statement statement = NewStatement();
     if (!SQL_SUCCEEDED(SQLPrepare(statement.get(), Characters(text), SQL_NTS))) Throw(statement);
     return statement;
-  }
-
-  void Bind(const Statement& statement, size_t index, const Parameter& parameter, Values& values) {
-    SQLSMALLINT c_type = SQL_C_WCHAR;
-    SQLSMALLINT type = SQL_WVARCHAR;
-    SQLULEN size = 1;
-    SQLPOINTER value = nullptr;
-    SQLLEN& length = values.lengths[index];
-    const std::string* text = parameter.value ? &*parameter.value : nullptr;
-    switch (parameter.kind) {
-      case ColumnKind::kInteger:
-      case ColumnKind::kBoolean:
-        c_type = SQL_C_SBIGINT;
-        type = SQL_BIGINT;
-        if (text) std::from_chars(text->data(), text->data() + text->size(), values.numbers[index]);
-        if (dialect_ == Dialect::kPostgresql && parameter.kind == ColumnKind::kBoolean) {
-          // A boolean of its own there, which is no number.
-          c_type = SQL_C_CHAR;
-          type = SQL_VARCHAR;
-          values.bytes[index] = values.numbers[index] == 0 ? "f" : "t";
-          value = values.bytes[index].data();
-          length = 1;
-        } else {
-          value = &values.numbers[index];
-          length = 0;
-        }
-        break;
-      case ColumnKind::kDate:
-      case ColumnKind::kReal:
-        c_type = SQL_C_CHAR;
-        type = SQL_VARCHAR;
-        if (text) values.bytes[index] = *text;
-        size = std::max<SQLULEN>(values.bytes[index].size(), 1);
-        value = values.bytes[index].data();
-        length = static_cast<SQLLEN>(values.bytes[index].size());
-        break;
-      case ColumnKind::kText: {
-        std::u16string& wide = values.texts[index];
-        if (text) wide = ToUtf16(*text);
-        // Behind the longest that a variable text may be it is a long one.
-        constexpr size_t kLongestVariable = 4000;
-        if (wide.size() > kLongestVariable) type = SQL_WLONGVARCHAR;
-        size = std::max<SQLULEN>(wide.size(), 1);
-        value = wide.data();
-        length = static_cast<SQLLEN>(wide.size() * sizeof(char16_t));
-        break;
-      }
-    }
-    if (!text) length = SQL_NULL_DATA;
-    if (!SQL_SUCCEEDED(SQLBindParameter(statement.get(), static_cast<SQLUSMALLINT>(index + 1),
-                                        SQL_PARAM_INPUT, c_type, type, size, 0, value, 0,
-                                        &length))) {
-      Throw(statement);
-    }
-  }
-
-  ColumnKind KindOfColumn(const Statement& statement, SQLUSMALLINT number, std::string_view name,
-                          SQLSMALLINT type) const {
-    std::array<char, 128> type_name{};
-    SQLSMALLINT length = 0;
-    SQLColAttribute(statement.get(), number, SQL_DESC_TYPE_NAME, type_name.data(),
-                    static_cast<SQLSMALLINT>(type_name.size()), &length, nullptr);
-    if (dialect_ == Dialect::kSqlite) return SqliteColumnKind(name, type_name.data());
-    if (SameName(type_name.data(), "bool")) return ColumnKind::kBoolean;
-    switch (type) {
-      case SQL_BIT:
-        return ColumnKind::kBoolean;
-      case SQL_TINYINT:
-        return ColumnKind::kBoolean;
-      case SQL_SMALLINT:
-      case SQL_INTEGER:
-      case SQL_BIGINT:
-        return ColumnKind::kInteger;
-      case SQL_REAL:
-      case SQL_FLOAT:
-      case SQL_DOUBLE:
-      case SQL_NUMERIC:
-      case SQL_DECIMAL:
-        return ColumnKind::kReal;
-      case SQL_TYPE_DATE:
-      case SQL_TYPE_TIMESTAMP:
-        return ColumnKind::kDate;
-      default:
-        return ColumnKind::kText;
-    }
-  }
-
-  void Take(const Statement& statement, SQLSMALLINT columns, Rows& rows) {
-    for (SQLUSMALLINT i = 1; i <= columns; ++i) {
-      std::array<char, 256> name{};
-      SQLSMALLINT length = 0;
-      SQLSMALLINT type = 0;
-      SQLSMALLINT digits = 0;
-      SQLSMALLINT nullable = 0;
-      SQLULEN size = 0;
-      if (!SQL_SUCCEEDED(SQLDescribeCol(statement.get(), i, reinterpret_cast<SQLCHAR*>(name.data()),
-                                        static_cast<SQLSMALLINT>(name.size()), &length, &type,
-                                        &size, &digits, &nullable))) {
-        Throw(statement);
-      }
-      Column column;
-      column.name = name.data();
-      column.kind = KindOfColumn(statement, i, column.name, type);
-      rows.columns.push_back(std::move(column));
-    }
-    while (true) {
-      const SQLRETURN code = SQLFetch(statement.get());
-      if (code == SQL_NO_DATA) return;
-      if (!SQL_SUCCEEDED(code)) Throw(statement);
-      for (SQLUSMALLINT i = 1; i <= columns; ++i) {
-        const ColumnKind kind = rows.columns[i - 1u].kind;
-        rows.cells.push_back(kind == ColumnKind::kText ? ReadText(statement, i)
-                                                       : ReadShort(statement, i, kind));
-      }
-    }
-  }
-
-  /// A number, a boolean or a date.
-  Cell ReadShort(const Statement& statement, SQLUSMALLINT number, ColumnKind kind) {
-    std::array<char, 128> text{};
-    SQLLEN length = 0;
-    const SQLRETURN code = SQLGetData(statement.get(), number, SQL_C_CHAR, text.data(),
-                                      static_cast<SQLLEN>(text.size()), &length);
-    if (!SQL_SUCCEEDED(code)) Throw(statement);
-    if (length == SQL_NULL_DATA) return std::nullopt;
-    std::string cell = text.data();
-    if (kind == ColumnKind::kBoolean) return cell == "0" || cell == "f" ? "0" : "-1";
-    return cell;
-  }
-
-  Cell ReadText(const Statement& statement, SQLUSMALLINT number) {
-    std::u16string text;
-    while (true) {
-      SQLLEN length = 0;
-      const SQLRETURN code =
-          SQLGetData(statement.get(), number, SQL_C_WCHAR, buffer_.data(),
-                     static_cast<SQLLEN>(buffer_.size() * sizeof(char16_t)), &length);
-      if (code == SQL_NO_DATA) break;
-      if (!SQL_SUCCEEDED(code)) Throw(statement);
-      if (length == SQL_NULL_DATA) return std::nullopt;
-      // What is left, or that it is not known; the buffer holds that or is full.
-      const size_t room = buffer_.size() - 1;
-      const bool all = code == SQL_SUCCESS;
-      const size_t count = all ? static_cast<size_t>(length) / sizeof(char16_t) : room;
-      text.append(buffer_.data(), std::min(count, room));
-      if (all) break;
-    }
-    return FromUtf16(text);
   }
 
   DatabaseUrl url_;
@@ -520,7 +377,7 @@ class OdbcDriver final : public Driver {
   bool in_transaction_ = false;
   bool failed_ = false;  ///< a statement of this transaction did
   bool holds_lock_ = false;
-  std::vector<char16_t> buffer_ = std::vector<char16_t>(16'384);
+  OdbcRowReader reader_;
   Handle<SQL_HANDLE_ENV> environment_;
   Handle<SQL_HANDLE_DBC> connection_;
   StatementCache<Statement> statements_{

@@ -14,7 +14,7 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 
-from database_servers import Mariadb, Postgresql, PostgresqlThroughOdbc
+from database_servers import Mariadb, MariadbThroughOdbc, Postgresql, PostgresqlThroughOdbc
 from dovecot import Dovecot
 from site_fixture import Site, SiteTest, error_of, korvane, message
 
@@ -250,6 +250,9 @@ class SoakOnOtherEngines(Walks, unittest.TestCase):
 
     def test_random_operations_on_postgresql_through_odbc(self):
         self.walk_on_server(PostgresqlThroughOdbc)
+
+    def test_random_operations_on_mariadb_through_odbc(self):
+        self.walk_on_server(MariadbThroughOdbc)
 
     def test_random_operations_on_sqlite_through_odbc(self):
         folder = tempfile.mkdtemp()

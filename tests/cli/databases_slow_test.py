@@ -9,7 +9,7 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 
 from command_line import CommandLineTest
-from database_servers import Mariadb, Postgresql, PostgresqlThroughOdbc
+from database_servers import Mariadb, MariadbThroughOdbc, Postgresql, PostgresqlThroughOdbc
 
 WITH_FILE = """Received: from a by b; Mon, 3 Mar 2025 09:00:00 +0000
 From: Anna O'Hara <anna@example.com>
@@ -180,6 +180,10 @@ class OnMariadb(Commands, CommandLineTest):
 
 class OnPostgresqlThroughOdbc(Commands, CommandLineTest):
     engine = PostgresqlThroughOdbc
+
+
+class OnMariadbThroughOdbc(Commands, CommandLineTest):
+    engine = MariadbThroughOdbc
 
 
 if __name__ == "__main__":

@@ -89,6 +89,12 @@ TEST(Databases, TheEngineOverPostgresqlThroughOdbc) {
   RunOver(server.OdbcUrl("mail"));
 }
 
+TEST(Databases, TheEngineOverMariadbThroughOdbc) {
+  MariadbServer server;
+  server.MakeDatabase("mail");
+  RunOver(server.OdbcUrl("mail"));
+}
+
 TEST(Databases, TheEngineOverSqliteThroughOdbc) {
   const TempFolder folder;
   RunOver("odbc:Driver=SQLite3;Database=" + (folder / "mail.db"));

@@ -45,5 +45,12 @@ TEST(Identifiers, EightProcessesOnPostgresqlThroughOdbc) {
   EightProcesses(server.OdbcUrl("together"), server.OdbcUrl("alone"));
 }
 
+TEST(Identifiers, EightProcessesOnMariadbThroughOdbc) {
+  MariadbServer server;
+  server.MakeDatabase("together");
+  server.MakeDatabase("alone");
+  EightProcesses(server.OdbcUrl("together"), server.OdbcUrl("alone"));
+}
+
 }  // namespace
 }  // namespace korvane::test

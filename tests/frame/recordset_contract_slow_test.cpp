@@ -98,6 +98,20 @@ TEST(RecordsetOnPostgresqlThroughOdbc, TheContractHolds) {
   EXPECT_EQ(KindThrownBy([&] { direct->BeginAllocating(); }), Kind::kBusy);
 }
 
+TEST(RecordsetOnMariadbThroughOdbc, TheContractHolds) {
+  MariadbServer server;
+  server.MakeDatabase("contract");
+  const std::string url = server.OdbcUrl("contract");
+  ClaimsHold(url);
+  OneOfTwoThatWaitForEachOtherGivesWay(url);
+  ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(url, "SELECT CONNECTION_ID()", "KILL ");
+  // The lock under which identifiers are made is one and the same for both ways to the database.
+  const auto direct = OpenDatabase(server.Url("contract") + "&timeout=100");
+  Engine engine(url);
+  Transaction transaction(*engine.connection, Transaction::Kind::kAllocating);
+  EXPECT_EQ(KindThrownBy([&] { direct->BeginAllocating(); }), Kind::kBusy);
+}
+
 TEST(RecordsetOnMariadb, TheContractHolds) {
   MariadbServer server;
   ClaimsHold(server.MakeDatabase("contract"));

@@ -29,6 +29,12 @@ TEST(ListingPlans, NoPlanReadsOtherUsersRowsOnPostgresqlThroughOdbc) {
   NoPlanReadsOtherUsersRows(server.OdbcUrl("mail"), PostgresqlJudge);
 }
 
+TEST(ListingPlans, NoPlanReadsOtherUsersRowsOnMariadbThroughOdbc) {
+  MariadbServer server;
+  server.MakeDatabase("mail");
+  NoPlanReadsOtherUsersRows(server.OdbcUrl("mail"), MariadbJudge);
+}
+
 TEST(ListingPages, HoldOnPostgresqlWhileRowsAreAddedAndDeletedElsewhere) {
   PostgresServer server;
   PagesOfAnUnchangedBoxHoldWhileOthersChange(server.MakeDatabase("mail"), 3);
@@ -46,6 +52,12 @@ TEST(ListingPages, HoldOnSqliteWhileRowsAreAddedAndDeletedElsewhere) {
 
 TEST(ListingPages, HoldOnPostgresqlThroughOdbcWhileRowsAreAddedAndDeletedElsewhere) {
   PostgresServer server;
+  server.MakeDatabase("mail");
+  PagesOfAnUnchangedBoxHoldWhileOthersChange(server.OdbcUrl("mail"), 2);
+}
+
+TEST(ListingPages, HoldOnMariadbThroughOdbcWhileRowsAreAddedAndDeletedElsewhere) {
+  MariadbServer server;
   server.MakeDatabase("mail");
   PagesOfAnUnchangedBoxHoldWhileOthersChange(server.OdbcUrl("mail"), 2);
 }

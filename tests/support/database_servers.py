@@ -104,3 +104,8 @@ class Mariadb(DatabaseServer):
         return subprocess.run(["/usr/bin/mariadb", "--no-defaults", "-S", self.socket(), "-u",
                                "root", "-N", "-B", "-e", statement, database], check=True,
                               text=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+
+
+class MariadbThroughOdbc(Mariadb):
+    def url(self, database):
+        return f"odbc:Driver=MariaDB Unicode;SOCKET={self.socket()};Database={database};UID=root"

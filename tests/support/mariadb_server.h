@@ -43,6 +43,10 @@ class MariadbServer {
   std::string Url(const std::string& database) const {
     return "mysql://root@localhost/" + database + "?socket=" + Socket();
   }
+  /// The same database through ODBC.
+  std::string OdbcUrl(const std::string& database) const {
+    return "odbc:Driver=MariaDB Unicode;SOCKET=" + Socket() + ";Database=" + database + ";UID=root";
+  }
   /// Makes an empty database and gives its URL.
   std::string MakeDatabase(const std::string& name) {
     OpenDatabase(Url("mysql"))->Execute("CREATE DATABASE " + name);
