@@ -113,8 +113,10 @@ Swept Sweep(const StoredMessages& stored) {
   const std::time_t now = std::time(nullptr);
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(account.PathAtcmts(), error)) {
-    const int32_t message = MessageOf(entry.path().filename().string(), account.UserId());
-    if (message == -1 || messages.contains(message)) continue;
+    const std::string name = entry.path().filename().string();
+    const int32_t message = MessageOf(name, account.UserId());
+    const bool left_behind = message != -1 && !messages.contains(message);
+    if (!left_behind && !IsTemporaryName(name)) continue;
     struct stat status {};
     if (::lstat(entry.path().c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
     if (now - status.st_mtime < kYoungest) continue;

@@ -22,15 +22,24 @@ constexpr size_t kLastReadAhead = 262'144;
 /// Ranges are copied in blocks of this size; longer ones are left to the system where it can.
 constexpr int64_t kCopyBlock = 262'144;
 
+constexpr std::string_view kTemporaryStart = ".korvane_";
+constexpr std::string_view kTemporaryEnd = ".tmp";
+
 // A name in the same directory that no other writer uses. It does not grow with the file's own
 // name, which may already be as long as a name can be.
 std::string TemporaryName(const std::string& path) {
   static std::atomic<unsigned> counter{0};
-  return JoinPath(DirectoryOf(path), ".korvane_" + std::to_string(ProcessId()) + "_" +
-                                         std::to_string(counter.fetch_add(1)) + ".tmp");
+  std::string name(kTemporaryStart);
+  name.append(std::to_string(ProcessId())).append("_");
+  name.append(std::to_string(counter.fetch_add(1))).append(kTemporaryEnd);
+  return JoinPath(DirectoryOf(path), name);
 }
 
 }  // namespace
+
+bool IsTemporaryName(std::string_view name) {
+  return name.starts_with(kTemporaryStart) && name.ends_with(kTemporaryEnd);
+}
 
 bool WriteWholeFile(const std::string& path, std::string_view data, bool sync) {
   std::string temporary;

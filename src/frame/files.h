@@ -22,6 +22,10 @@ std::string DirectoryOf(const std::string& path);
 /// SyncDirectory).
 bool WriteWholeFile(const std::string& path, std::string_view data, bool sync = false);
 
+/// True of a name under which WriteWholeFile writes; a process that dies meanwhile leaves it
+/// behind.
+bool IsTemporaryName(std::string_view name);
+
 /// Reads a whole file. `data` is empty when it returns false.
 bool ReadWholeFile(const std::string& path, std::string& data);
 

@@ -80,7 +80,8 @@ class Clean(Maintenance):
         old = time.time() - 2 * 24 * 3600
         os.utime(kept, (old, old))
         for name, age in (("1_77_1_gone.gif", old), ("1_77_2_young.gif", None),
-                          ("2_77_1_anothers.gif", old), ("page.html", old), ("1_2", old)):
+                          ("2_77_1_anothers.gif", old), ("page.html", old), ("1_2", old),
+                          (".korvane_77_1.tmp", old), (".korvane_77_2.tmp", None)):
             path = self.attachments / name
             path.write_text("x")
             if age:
@@ -88,10 +89,10 @@ class Clean(Maintenance):
         (self.folder / "elsewhere").write_text("x")
         (self.attachments / "1_78_1_link").symlink_to(self.folder / "elsewhere")
         os.utime(self.attachments / "1_78_1_link", (old, old), follow_symlinks=False)
-        self.assertEqual(self.korvane("clean", "--sweep", "--json").json()["swept"], 1)
+        self.assertEqual(self.korvane("clean", "--sweep", "--json").json()["swept"], 2)
         left = sorted(path.name for path in self.attachments.iterdir())
         self.assertEqual(left, sorted([kept.name, "1_77_2_young.gif", "2_77_1_anothers.gif",
-                                       "page.html", "1_2", "1_78_1_link"]))
+                                       "page.html", "1_2", "1_78_1_link", ".korvane_77_2.tmp"]))
 
 
 class Check(Maintenance):

@@ -76,6 +76,7 @@ inline std::string Mail(int number, int second, const std::string& more_header =
 /// A store with one account on a real server.
 class ServerTest : public testing::Test {
  protected:
+  explicit ServerTest(const std::string& url = "") : store(url) {}
   void SetUp() override {
     dovecot.AddUser("bob");
     dovecot.Start();
