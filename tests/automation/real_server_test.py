@@ -3,7 +3,7 @@
 import unittest
 
 from dovecot import Dovecot
-from site_fixture import SiteTest, error_of, korvane, message
+from site_fixture import HERE, SiteTest, error_of, korvane, message
 
 ASC = 0
 
@@ -33,7 +33,7 @@ class RealServer(SiteTest):
 
     def basic(self):
         basic = korvane.create("BasicInterface")
-        basic.MailServer, basic.ServerPort, basic.Username, basic.Password = "127.0.0.1", self.server.port, "ann", "secret"
+        basic.MailServer, basic.ServerPort, basic.Username, basic.Password = HERE, self.server.port, "ann", "secret"
         self.assertTrue(basic.Init(), error_of(basic))
         return basic
 

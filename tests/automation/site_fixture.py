@@ -13,6 +13,8 @@ sys.path.insert(0, str(ROOT / "automation" / "python"))
 
 import korvane  # noqa: E402  (the package is found through the path above)
 
+# The host of a server here, in the form that the run asks for ("pop3+ahead://").
+HERE = os.environ.get("KORVANE_TEST_SCHEME", "") + "127.0.0.1"
 KEY = r"HKEY_LOCAL_MACHINE\SOFTWARE\Tarsel_IS_App\KorvaneMulti\Korvane%d\KorvaneDll"
 
 
@@ -67,7 +69,7 @@ class Site:
         (self.folder / "registry.reg").write_text("\r\n".join(lines) + "\r\n")
 
     def add_account(self, account, port, user=7, default=False, caso=0, password="secret",
-                    username="ann", host="127.0.0.1"):
+                    username="ann", host=HERE):
         """One row of the view, through the tables behind it."""
         with sqlite3.connect(self.database) as connection:
             connection.execute(

@@ -5,7 +5,7 @@ import pathlib
 import unittest
 
 from pop3_server import Pop3Server
-from site_fixture import SiteTest, error_of, korvane, message
+from site_fixture import HERE, SiteTest, error_of, korvane, message
 
 ASC, DESC = 0, 1
 
@@ -301,7 +301,7 @@ class Opening(SiteTest):
     def test_the_header_alone_of_a_message_that_is_no_text_is_1059(self):
         self.open_one(message(extra=("Content-Type: image/gif",)))
         basic = korvane.create("BasicInterface")
-        basic.MailServer, basic.ServerPort, basic.Username, basic.Password = "127.0.0.1", self.server.port, "ann", "secret"
+        basic.MailServer, basic.ServerPort, basic.Username, basic.Password = HERE, self.server.port, "ann", "secret"
         self.assertTrue(basic.Init())
         header = basic.GetListMessagesInBox(1).ItemIndex(1)
         text = korvane.Ref("before")

@@ -1,12 +1,8 @@
 // A gigabyte of mail costs the memory of its largest message and no more, in lock-step and reading
 // ahead; and a disk that is full before the end costs nothing.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +10,7 @@
 #include <string>
 
 #include "engine/engine_fixture.h"
+#include "support/sockets.h"
 
 namespace korvane::test {
 namespace {
@@ -37,17 +34,8 @@ int64_t SizeOf(int number) {
 class MadeUpServer {
  public:
   MadeUpServer() {
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener_, generic, length) != 0 || listen(listener_, 4) != 0 ||
-        getsockname(listener_, generic, &length) != 0) {
-      return;
-    }
-    port = ntohs(address.sin_port);
+    port = ListenHere(listener_);
+    if (port == 0) return;
     child_ = fork();
     if (child_ == 0) {
       for (int client; (client = accept(listener_, nullptr, nullptr)) >= 0; close(client)) {
@@ -68,8 +56,7 @@ class MadeUpServer {
 
  private:
   static void Serve(int client) {
-    const int on = 1;
-    setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    SendAtOnce(client);
     FILE* in = fdopen(dup(client), "r");
     FILE* out = fdopen(dup(client), "w");
     std::fputs("+OK ready\r\n", out);

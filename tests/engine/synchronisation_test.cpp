@@ -144,16 +144,22 @@ TEST_F(Synchronisation, MessagesAreStoredFromTheOldestToTheNewest) {
 TEST_F(Synchronisation, OverTlsTheSameIsStored) {
   Deliver(1, 30);
   ::setenv("SSL_CERT_FILE", dovecot.certificate().c_str(), 1);
-  store.ChangeAccount(account, "Nome_server", "pop3s://localhost");
   store.ChangeAccount(account, "Porta_server", dovecot.tls_port());
-  Request first(store);
-  first.SyncWhole(true);
-  EXPECT_EQ(first.Error(), 0) << first.engine.GetLastErrorDesc();
-  EXPECT_EQ(Stored(), Expected(1, 30));
-  Request second(store);
-  second.SyncWhole();
-  EXPECT_EQ(second.Error(), 0);
-  EXPECT_EQ(store.Rows().size(), 30u);
+  for (const char* host : {"pop3s://localhost", "pop3s+ahead://localhost",
+                           "pop3s-insecure://127.0.0.1", "pop3s-insecure+ahead://127.0.0.1"}) {
+    SCOPED_TRACE(host);
+    store.ChangeAccount(account, "Nome_server", host);
+    store.db().Execute("DELETE FROM mail WHERE id_utente=7");
+    store.db().Execute("DELETE FROM ultimi_scaricamenti WHERE id_utente=7");
+    Request first(store);
+    first.SyncWhole(true);
+    EXPECT_EQ(first.Error(), 0) << first.engine.GetLastErrorDesc();
+    EXPECT_EQ(Stored(), Expected(1, 30));
+    Request second(store);
+    second.SyncWhole();
+    EXPECT_EQ(second.Error(), 0);
+    EXPECT_EQ(store.Rows().size(), 30u);
+  }
 }
 
 TEST_F(Synchronisation, DeletingOnTheServerEmptiesItAndTheRowsSaySo) {

@@ -14,7 +14,7 @@ class BasicInterfaceTest : public FacadeTest {
  protected:
   std::unique_ptr<BasicInterface> Basic() {
     auto basic = std::make_unique<BasicInterface>();
-    basic->MailServer("127.0.0.1");
+    basic->MailServer(LocalHost());
     basic->ServerPort(proxy->port());
     basic->Username("bob");
     basic->Password(DovecotServer::kPassword);

@@ -36,18 +36,9 @@ class AheadServer {
 
   /// Returns the port.
   int32_t Start() {
-    listener_ = NewSocket(AF_INET);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener_, generic, length) != 0 || listen(listener_, 4) != 0 ||
-        getsockname(listener_, generic, &length) != 0) {
-      return 0;
-    }
-    thread_ = std::thread([this] { Work(); });
-    return ntohs(address.sin_port);
+    const int port = ListenHere(listener_);
+    if (port != 0) thread_ = std::thread([this] { Work(); });
+    return port;
   }
 
   /// After the client is gone. Returns what the dialogue wanted otherwise, or "".
@@ -147,14 +138,7 @@ class AheadServer {
     Say(said);
   }
 
-  bool Say(std::string_view bytes) {
-    while (client_ >= 0 && !bytes.empty()) {
-      const std::ptrdiff_t sent = SendSome(client_, bytes);
-      if (sent <= 0) return false;
-      bytes.remove_prefix(static_cast<size_t>(sent));
-    }
-    return client_ >= 0;
-  }
+  bool Say(std::string_view bytes) { return client_ >= 0 && SendAll(client_, bytes); }
 
   bool ReadLine(std::string& input, std::string& line) {
     size_t end;

@@ -75,18 +75,9 @@ class ScriptedServer {
 
   /// Listens only. Returns the port.
   int32_t Listen() {
-    listener_ = NewSocket(AF_INET);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener_, generic, length) != 0 || listen(listener_, 4) != 0 ||
-        getsockname(listener_, generic, &length) != 0) {
-      fault_ = "cannot listen";
-      return 0;
-    }
-    return ntohs(address.sin_port);
+    const int port = ListenHere(listener_);
+    if (port == 0) fault_ = "cannot listen";
+    return port;
   }
 
   /// True when somebody connected and was not taken yet.
@@ -180,14 +171,8 @@ class ScriptedServer {
     return client_ >= 0;
   }
 
-  bool Send(std::string_view bytes) {
-    while (client_ >= 0 && !bytes.empty()) {
-      const std::ptrdiff_t sent = SendSome(client_, bytes);
-      if (sent <= 0) return false;  // the client gave up, as some scripts want
-      bytes.remove_prefix(static_cast<size_t>(sent));
-    }
-    return true;
-  }
+  // The client may give up, as some scripts want.
+  bool Send(std::string_view bytes) { return client_ < 0 || SendAll(client_, bytes); }
 
   bool ReadLine(std::string& line) {
     for (size_t end; (end = input_.find("\r\n")) == std::string::npos;) {

@@ -81,6 +81,31 @@ inline void IgnoreDeadConnections() {
 
 #endif
 
+/// Listens on a free port of 127.0.0.1, which it returns; 0 when it cannot.
+inline int ListenHere(int& listener, int backlog = 4) {
+  listener = NewSocket(AF_INET);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  auto* generic = reinterpret_cast<sockaddr*>(&address);
+  if (bind(listener, generic, length) != 0 || listen(listener, backlog) != 0 ||
+      getsockname(listener, generic, &length) != 0) {
+    return 0;
+  }
+  return ntohs(address.sin_port);
+}
+
+/// False when the peer gave up.
+inline bool SendAll(int socket, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::ptrdiff_t sent = SendSome(socket, bytes);
+    if (sent <= 0) return false;
+    bytes.remove_prefix(static_cast<size_t>(sent));
+  }
+  return true;
+}
+
 /// A command is one small packet: it must not wait for the acknowledgement of the one before.
 inline void SendAtOnce(int socket) {
   const int on = 1;
