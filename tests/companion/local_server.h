@@ -17,13 +17,7 @@ namespace companion_test {
 
 namespace test = korvane::test;
 
-inline void SendAll(int connection, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const std::ptrdiff_t sent = test::SendSome(connection, bytes);
-    if (sent <= 0) return;
-    bytes.remove_prefix(static_cast<size_t>(sent));
-  }
-}
+using test::SendAll;
 
 inline std::string ReceiveSome(int connection) {
   char buffer[4096];
