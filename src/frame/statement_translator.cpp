@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <initializer_list>
 #include <span>
 
 #include "frame/database_values.h"
@@ -105,6 +106,17 @@ std::vector<Token> JoinEqualities(std::vector<Token> tokens) {
   return joined;
 }
 
+/// Whether the statement begins with these words, without taking it apart.
+bool BeginsWith(std::string_view statement, std::initializer_list<std::string_view> words) {
+  for (const std::string_view word : words) {
+    while (!statement.empty() && IsBlank(statement.front())) statement.remove_prefix(1);
+    if (!SameName(statement.substr(0, word.size()), word)) return false;
+    statement.remove_prefix(word.size());
+    if (!statement.empty() && (StartsWord(statement[0]) || IsDigit(statement[0]))) return false;
+  }
+  return true;
+}
+
 /// Position of a word outside of parentheses, or the end.
 size_t FindClause(const std::vector<Token>& tokens, size_t from, std::string_view word) {
   int depth = 0;
@@ -121,6 +133,7 @@ size_t FindClause(const std::vector<Token>& tokens, size_t from, std::string_vie
 std::vector<Token> Tokenize(std::string_view statement) {
   static constexpr std::string_view kSymbols = "(),=<>+-*/.%;!";
   std::vector<Token> tokens;
+  tokens.reserve(std::min<size_t>(statement.size() / 4, 64));
   size_t at = 0;
   while (true) {
     const size_t blanks = at;
@@ -225,6 +238,7 @@ BoundStatement StatementTranslator::Translate(std::string_view statement) const 
 
 std::optional<BoundStatement> StatementTranslator::TakeKeptCount(std::string_view statement,
                                                                  const CountTable& kept) const {
+  if (!BeginsWith(statement, {"SELECT", "COUNT"})) return std::nullopt;
   std::vector<Token> tokens = Tokenize(statement);
   size_t at = 0;
   const auto next_is = [&](auto&& matches) {
@@ -263,6 +277,7 @@ std::optional<BoundStatement> StatementTranslator::TakeKeptCount(std::string_vie
 }
 
 std::optional<std::string> StatementTranslator::BareTable(std::string_view statement) {
+  if (BeginsWith(statement, {"SELECT"})) return std::nullopt;
   const std::vector<Token> tokens = Tokenize(statement);
   if (tokens.size() != 1 || !IsNaming(tokens[0])) return std::nullopt;
   return tokens[0].text;

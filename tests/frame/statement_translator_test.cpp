@@ -201,6 +201,12 @@ TEST(StatementTranslator, WhatIsNoPlainListingIsNotTakenApart) {
   }
 }
 
+TEST(StatementTranslator, AQueryIsNoBareTable) {
+  EXPECT_EQ(StatementTranslator::BareTable("SELECT * FROM mail"), std::nullopt);
+  EXPECT_EQ(StatementTranslator::BareTable(" \tselect*from mail"), std::nullopt);
+  EXPECT_EQ(StatementTranslator::BareTable("selected"), "selected");
+}
+
 TEST(StatementTranslator, ATableAloneIsABareTable) {
   EXPECT_EQ(StatementTranslator::BareTable(" mail "), "mail");
   EXPECT_EQ(StatementTranslator::BareTable("[mail]"), "mail");
