@@ -35,20 +35,22 @@ std::string LinkOf(int32_t user, int32_t account) {
 std::vector<AccountEntry> AccountDirectory::List(int32_t user) {
   std::vector<AccountEntry> accounts;
   const auto number = [](const Any& cell) { return cell.ToInt32().value_or(0); };
-  for (auto row = database_.Execute("SELECT * FROM Query1_account WHERE id_utente=" +
-                                    std::to_string(user));
+  // Every page of a site's inbox asks this: the columns that are needed, by their position.
+  for (auto row = database_.Execute(
+           "SELECT Id_account_email, Nome_server, Porta_server, Time_out_server, Username_server,"
+           " caso, Account_default, Id_account_email_utenti FROM Query1_account WHERE id_utente=" +
+           std::to_string(user));
        !row->Eof(); row->MoveNext()) {
     AccountEntry& account = accounts.emplace_back();
-    account.id = number(row->Field("Id_account_email"));
-    account.server = row->Field("Nome_server").ToText();
-    account.port = number(row->Field("Porta_server"));
-    account.timeout = number(row->Field("Time_out_server"));
-    account.username = row->Field("Username_server").ToText();
-    const Any kind = row->Field("caso");
+    account.id = number(row->FieldAt(0));
+    account.server = row->FieldAt(1).ToText();
+    account.port = number(row->FieldAt(2));
+    account.timeout = number(row->FieldAt(3));
+    account.username = row->FieldAt(4).ToText();
+    const Any kind = row->FieldAt(5);
     account.keeps_password = !kind.IsNull() && number(kind) != 1 && number(kind) != 2;
-    const Any chosen = row->Field("Account_default");
-    account.is_default =
-        !chosen.IsNull() && number(chosen) == number(row->Field("Id_account_email_utenti"));
+    const Any chosen = row->FieldAt(6);
+    account.is_default = !chosen.IsNull() && number(chosen) == number(row->FieldAt(7));
   }
   std::ranges::sort(accounts, {}, &AccountEntry::id);
   return accounts;
