@@ -29,6 +29,24 @@ std::vector<BoxCount> CountBoxes(Connection& database, int32_t user) {
   };
   // The counts that the schema keeps by triggers, where it does: counting a large box takes longer
   // than the rest of a page.
+  const bool keeps_messages = database.HasTable("conteggi_cartelle");
+  const bool keeps_unread = database.HasTable("conteggi_non_letti");
+  if (keeps_messages && keeps_unread) {
+    for (auto rows = database.Execute(
+             "SELECT tutti.id_cartella, tutti.numero, nuovi.numero FROM conteggi_cartelle tutti"
+             " LEFT JOIN conteggi_non_letti nuovi ON nuovi.id_utente=tutti.id_utente"
+             " AND nuovi.id_cartella=tutti.id_cartella WHERE tutti.id_utente=" +
+             std::to_string(user) + " AND tutti.Cancellata=0");
+         !rows->Eof(); rows->MoveNext()) {
+      const int64_t messages = rows->FieldAt(1).ToInt64().value_or(0);
+      if (messages <= 0) continue;
+      BoxCount& box = place(rows->FieldAt(0).ToInt32().value_or(0));
+      box.messages = messages;
+      box.unread = rows->FieldAt(2).ToInt64().value_or(0);
+    }
+    std::ranges::sort(boxes, {}, &BoxCount::box);
+    return boxes;
+  }
   const std::string where = OfUser(user) + " AND Cancellata=0";
   const auto each = [&](const std::string& statement, int64_t BoxCount::*count) {
     for (auto rows = database.Execute(statement); !rows->Eof(); rows->MoveNext()) {
@@ -36,11 +54,11 @@ std::vector<BoxCount> CountBoxes(Connection& database, int32_t user) {
       if (number > 0) place(rows->Field("id_cartella").ToInt32().value_or(0)).*count = number;
     }
   };
-  each(database.HasTable("conteggi_cartelle")
+  each(keeps_messages
            ? "SELECT id_cartella, numero AS n FROM conteggi_cartelle" + where
            : "SELECT id_cartella, COUNT(*) AS n FROM mail" + where + " GROUP BY id_cartella",
        &BoxCount::messages);
-  if (database.HasTable("conteggi_non_letti")) {
+  if (keeps_unread) {
     each("SELECT id_cartella, numero AS n FROM conteggi_non_letti" + OfUser(user),
          &BoxCount::unread);
   } else {

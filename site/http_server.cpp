@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <chrono>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace korvane::site {
 
@@ -17,10 +19,20 @@ namespace {
 
 constexpr size_t kMostHeldBack = 64u << 10;
 
-/// Collects what is written until somebody reads, or until it is much.
+class CollectingStream;
+/// Where this thread answers.
+thread_local CollectingStream* answering = nullptr;
+/// See DropAfterAnswer.
+thread_local std::vector<std::shared_ptr<const void>> used_up;
+
+/// Collects what is written until somebody reads, until the answer is complete, or until it is
+/// much.
 class CollectingStream final : public httplib::Stream {
  public:
-  explicit CollectingStream(socket_t socket) : socket_(socket) {}
+  explicit CollectingStream(socket_t socket) : socket_(socket) { answering = this; }
+  CollectingStream(const CollectingStream&) = delete;
+  CollectingStream& operator=(const CollectingStream&) = delete;
+  ~CollectingStream() override { answering = nullptr; }
 
   bool is_readable() const override { return true; }
   bool is_writable() const override { return !broken_; }
@@ -128,6 +140,15 @@ void SendPlainly(httplib::Request& request) { request.headers.erase("Accept-Enco
 
 }  // namespace
 
+HttpServer::HttpServer() {
+  // The library calls this when it has written the answer, and drops the request after it.
+  set_logger([](const httplib::Request&, const httplib::Response&) {
+    if (answering) answering->Flush();
+  });
+}
+
+void DropAfterAnswer(std::shared_ptr<const void> used) { used_up.push_back(std::move(used)); }
+
 bool HttpServer::process_and_close_socket(socket_t socket) {
   SetTimeouts(socket, read_timeout_sec_, write_timeout_sec_);
   CollectingStream stream(socket);
@@ -150,6 +171,7 @@ bool HttpServer::process_and_close_socket(socket_t socket) {
   for (size_t left = keep_alive_max_count_; left > 0 && !closed && begins(); --left) {
     served = process_request(stream, left == 1, closed, SendPlainly);
     stream.Flush();
+    used_up.clear();
     if (!served) break;
   }
   shutdown(socket, SHUT_RDWR);

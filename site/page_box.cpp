@@ -6,6 +6,7 @@
 
 #include "box_rows.h"
 #include "facade/account_directory.h"
+#include "http_server.h"
 #include "page.h"
 #include "pages.h"
 #include "passwords.h"
@@ -62,10 +63,12 @@ void FillRow(TemplateValues& row, const MailMessage& message, int32_t box) {
   const bool outgoing = box == kDrafts;
   std::string who = outgoing ? message.MessageToName() : message.FromName();
   if (who.empty()) who = outgoing ? message.MessageToAddress() : message.FromMailAddress();
+  if (who.empty()) who = "(nobody)";
   std::string subject = message.Subject(ETextFormat::TextFormat_Normal);
+  if (subject.empty()) subject = "(no subject)";
   row.SetIntValue("ID", message.Id());
-  row.SetValue("WHO", who.empty() ? "(nobody)" : who);
-  row.SetValue("SUBJECT", subject.empty() ? "(no subject)" : subject);
+  row.SetValue("WHO", std::move(who));
+  row.SetValue("SUBJECT", std::move(subject));
   row.SetValue("DATE", message.ReceivedDate().substr(0, 16));
   row.SetValue("SIZE", SizeText(message.Size()));
   if (!message.Letto()) row.ShowSection("UNREAD_ROW");
@@ -138,7 +141,8 @@ void ShowBox(Visit& visit) {
 
   const auto lock = visit.site.mail.LockUser(visit.user());
   const ReadScope reading(*visit.site.mail.Database());
-  const auto mail = visit.site.mail.Open(visit.user());
+  const std::shared_ptr<Mail> mail = visit.site.mail.Open(visit.user());
+  DropAfterAnswer(mail);
   mail->web.MailListPageSize(view.size);
   Any pages;
   Any mails;
@@ -159,7 +163,11 @@ void ShowBox(Visit& visit) {
     throw PageFault(503, FaultText(mail->web.GetLastError(), mail->web.GetLastErrorDesc()));
   }
 
-  Page page(visit, BoxName(view.box), "box");
+  DropAfterAnswer(messages);
+
+  const auto made = std::make_shared<Page>(visit, BoxName(view.box), "box");
+  DropAfterAnswer(made);
+  Page& page = *made;
   page.AtBox(view.box);
   page.Set("BOX_ID", view.box);
   page.Set("BOX_TITLE", BoxName(view.box));

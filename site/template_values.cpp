@@ -10,15 +10,25 @@ std::string_view View(const ctemplate::TemplateString& name) { return {name.data
 
 class TemplateValues::PartIterator final : public Iterator {
  public:
-  explicit PartIterator(const Section* section) : section_(section) {
-    if (section) next_ = section->parts.begin();
-  }
-  bool HasNext() const override { return section_ && next_ != section_->parts.end(); }
+  explicit PartIterator(const Section& section)
+      : next_(section.parts.begin()), end_(section.parts.end()) {}
+  bool HasNext() const override { return next_ != end_; }
   const TemplateDictionaryInterface& Next() override { return *next_++; }
 
  private:
-  const Section* section_;
   std::list<TemplateValues>::const_iterator next_;
+  std::list<TemplateValues>::const_iterator end_;
+};
+
+/// Of a section without values of its own.
+class TemplateValues::OnceIterator final : public Iterator {
+ public:
+  explicit OnceIterator(const TemplateValues* values) : next_(values) {}
+  bool HasNext() const override { return next_ != nullptr; }
+  const TemplateDictionaryInterface& Next() override { return *std::exchange(next_, nullptr); }
+
+ private:
+  const TemplateValues* next_;
 };
 
 void TemplateValues::SetValue(std::string_view name, std::string value) {
@@ -36,8 +46,10 @@ TemplateValues::Section& TemplateValues::Place(std::string_view name) {
   for (Section& section : sections_) {
     if (section.name == name) return section;
   }
-  return sections_.emplace_back(Section{name, {}, {}});
+  return sections_.emplace_back(name);
 }
+
+void TemplateValues::ShowSection(std::string_view name) { Place(name); }
 
 TemplateValues& TemplateValues::AddSection(std::string_view name) {
   return Place(name).parts.emplace_back(this);
@@ -85,11 +97,14 @@ const char* TemplateValues::GetIncludeTemplateName(const ctemplate::TemplateStri
 
 ctemplate::TemplateDictionaryInterface::Iterator* TemplateValues::CreateSectionIterator(
     const ctemplate::TemplateString& name) const {
-  return new PartIterator(Find(name));  // the library deletes it
+  const Section* section = Find(name);
+  // The library deletes it.
+  if (section && !section->parts.empty()) return new PartIterator(*section);
+  return new OnceIterator(section ? this : nullptr);
 }
 ctemplate::TemplateDictionaryInterface::Iterator* TemplateValues::CreateTemplateIterator(
     const ctemplate::TemplateString& name) const {
-  return new PartIterator(Find(name));
+  return CreateSectionIterator(name);
 }
 
 void TemplateValues::DumpToString(std::string* out, int level) const {
@@ -98,6 +113,7 @@ void TemplateValues::DumpToString(std::string* out, int level) const {
     *out += margin + std::string(entry.name) + ": " + entry.value + '\n';
   }
   for (const Section& section : sections_) {
+    if (section.parts.empty()) *out += margin + std::string(section.name) + '\n';
     for (const TemplateValues& part : section.parts) {
       *out += margin + std::string(section.name) + '\n';
       part.DumpToString(out, level + 1);

@@ -22,7 +22,8 @@ class TemplateValues final : public ctemplate::TemplateDictionaryInterface {
 
   void SetValue(std::string_view name, std::string value);
   void SetIntValue(std::string_view name, int64_t value) { SetValue(name, std::to_string(value)); }
-  void ShowSection(std::string_view name) { AddSection(name); }
+  /// The section is shown once, with the values that are here.
+  void ShowSection(std::string_view name);
   /// The section is shown once for each that is added; a reference stays good.
   TemplateValues& AddSection(std::string_view name);
   /// The template `file` in the place of {{>name}}. It sees its own values only.
@@ -34,11 +35,13 @@ class TemplateValues final : public ctemplate::TemplateDictionaryInterface {
     std::string value;
   };
   struct Section {
+    explicit Section(std::string_view of) : name(of) {}
     std::string_view name;
-    std::string file;  ///< of an included template
-    std::list<TemplateValues> parts;
+    std::string file;                 ///< of an included template
+    std::list<TemplateValues> parts;  ///< none: it is shown with the values around it
   };
   class PartIterator;
+  class OnceIterator;
 
   const Section* Find(const ctemplate::TemplateString& name) const;
   Section& Place(std::string_view name);
