@@ -81,10 +81,10 @@ void MailEngine::SyncOpenAccount(const SyncRequest& sync, Session& session) {
   bool in_parts = false;
   std::optional<std::string> newest;
   for (int32_t start = 0;;) {
-    const auto messages = sync.header_only
-                              ? server_->GetNewHeaders(*connection_, state.time, state.look_up)
-                              : server_->GetNewMessages(*connection_, state.time, state.look_up,
-                                                        sync.separator, start);
+    const auto messages =
+        sync.header_only ? server_->GetNewHeaders(*connection_, state.time, state.look_up)
+                         : server_->GetNewMessages(*connection_, state.time, state.look_up,
+                                                   sync.separator, start, !sync.delete_on_server);
     if (start == 0) newest = server_->NewestReceived();
     start = server_->SelectionGoesOnAt();
     clean = messages && server_->GetLastError() == 0;

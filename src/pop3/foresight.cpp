@@ -10,8 +10,11 @@ namespace {
 constexpr int64_t kMostMessages = 500;
 /// Where nothing can stop the selection there is no reason to be careful at first.
 constexpr int64_t kFirstOfAll = 16;
-/// So many bytes of messages may be on their way: what a fast line with a long round trip holds.
+constexpr int64_t kFirstHeadersOfAll = 64;
+/// So many bytes of messages may be on their way: no more than can be received and dropped.
 constexpr int64_t kMostBytes = int64_t{2} << 20;
+/// Where nothing will be dropped: what a fast line with a long round trip holds.
+constexpr int64_t kMostBytesOfAll = int64_t{32} << 20;
 constexpr int64_t kUnknownMessage = int64_t{64} << 10;
 constexpr int64_t kHeader = int64_t{4} << 10;
 /// No command line is longer.
@@ -38,9 +41,13 @@ std::string RetrLine(int32_t number) { return Line("RETR ", number); }
 Foresight::Foresight(ServerLink& link, Plan plan)
     : link_(link),
       plan_(std::move(plan)),
-      window_(plan_.all_new ? kFirstOfAll : 1),
+      window_(!plan_.all_new ? 1
+              : plan_.whole  ? kFirstOfAll
+                             : kFirstHeadersOfAll),
       expect_taken_(plan_.all_new || plan_.goes_on),
-      estimate_(plan_.whole ? kUnknownMessage : kHeader) {}
+      estimate_(plan_.whole ? kUnknownMessage : kHeader),
+      most_bytes_(kMostBytes),
+      last_taken_(std::chrono::steady_clock::now()) {}
 
 /// False when something else was announced: the session's next command drops it all.
 bool Foresight::Comes(const std::string& line) {
@@ -70,8 +77,9 @@ void Foresight::AtMessage(int32_t number) {
 
 bool Foresight::MayAdd(int64_t outstanding) const {
   if (outstanding == 0) return true;
-  const int64_t room =
-      plan_.whole ? std::min(kMostBytes, plan_.most_bytes - taken_bytes_) : kMostBytes;
+  const int64_t room = plan_.whole && !plan_.straight_on
+                           ? std::min(most_bytes_, plan_.most_bytes - taken_bytes_)
+                           : most_bytes_;
   return outstanding < window_ && (outstanding + 1) * estimate_ <= room;
 }
 
@@ -99,13 +107,26 @@ void Foresight::Took(int64_t bytes) {
   taken_bytes_ += bytes;
   if (plan_.whole) estimate_ = std::max(bytes, (3 * estimate_ + bytes) / 4);
   ++taken_;
+  WidenWhereIdle();
   if (link_.HadToWait()) {
     easy_ = 0;
     // Never far more than was of use so far: the selection may be at its end.
-    window_ = std::max(window_, std::min({2 * window_, 4 * taken_, kMostMessages}));
+    const int64_t of_use = plan_.all_new ? kMostMessages : 4 * taken_;
+    window_ = std::max(window_, std::min({2 * window_, of_use, kMostMessages}));
   } else if (++easy_ > 2 * window_) {
     easy_ = 0;
     window_ = std::max(window_ * 3 / 4, std::min(window_, kManyMessages));
+  }
+}
+
+/// A slow line brings a message bit by bit, but without a pause between two; more on its way would
+/// only wait there.
+void Foresight::WidenWhereIdle() {
+  constexpr int kShare = 8;
+  const auto now = std::chrono::steady_clock::now();
+  const auto elapsed = now - std::exchange(last_taken_, now);
+  if (plan_.all_new && link_.Idle() * kShare > elapsed) {
+    most_bytes_ = std::min(2 * most_bytes_, kMostBytesOfAll);
   }
 }
 

@@ -1,10 +1,12 @@
 // What a selection will ask the server next, announced so that the replies are on their way when it
 // asks. How far ahead follows what the line gives: more while the session still has to wait for
 // replies, less where it no longer does, where messages are large, and where a message turned out
-// otherwise than foreseen. The first announcement is of one message's header alone: often nothing
-// is new.
+// otherwise than foreseen. Where nothing can stop the selection, large messages go further ahead as
+// long as the line has pauses between them. The first announcement is of one message's header
+// alone: often nothing is new.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -18,14 +20,18 @@ namespace korvane {
 class Foresight {
  public:
   struct Plan {
-    bool whole = false;      ///< a message that is taken is fetched
-    bool all_new = false;    ///< nothing can stop the selection
-    bool goes_on = false;    ///< an earlier selection of the session stopped for its size
+    bool whole = false;    ///< a message that is taken is fetched
+    bool all_new = false;  ///< nothing can stop the selection
+    bool goes_on = false;  ///< an earlier selection of the session stopped for its size
+    /// What is announced goes beyond the end of a selection that stops for its size: the next one
+    /// follows with nothing in between.
+    bool straight_on = false;
     int64_t most_bytes = 0;  ///< where a selection of whole messages stops
     /// The number that is looked at after this one; 0 when there is none.
     std::function<int32_t(int32_t)> next;
   };
   Foresight(ServerLink& link, Plan plan);
+  bool GoesStraightOn() const { return plan_.straight_on; }
 
   /// The session is about to ask for the header of this message.
   void AtHeader(int32_t number);
@@ -38,6 +44,7 @@ class Foresight {
   bool Comes(const std::string& line);
   void Announce(std::vector<ServerLink::Command> commands);
   bool MayAdd(int64_t outstanding) const;
+  void WidenWhereIdle();
 
   ServerLink& link_;
   Plan plan_;
@@ -48,6 +55,8 @@ class Foresight {
   int64_t estimate_;  ///< bytes of one message
   int64_t taken_ = 0;
   int64_t taken_bytes_ = 0;
+  int64_t most_bytes_;  ///< may be on their way
+  std::chrono::steady_clock::time_point last_taken_;
 };
 
 }  // namespace korvane

@@ -20,6 +20,7 @@
 #include "../frame/database.h"
 #include "../frame/error_state.h"
 #include "../message/mail_messages.h"
+#include "foresight.h"
 #include "message_traits.h"
 #include "replies.h"
 #include "selection_progress.h"
@@ -112,10 +113,12 @@ class MailServer : public Object, public ErrorState {
   std::shared_ptr<MailMessages> GetNewHeaders(Connection& connection, const std::string& last_time,
                                               bool first_download);
   /// Errors 1008, 1069, 1070, 1204.
-  /// Looks at the messages from `start` down, 0 being the newest.
+  /// Looks at the messages from `start` down, 0 being the newest. A selection that goes on in the
+  /// same session takes the count of the first for granted. With `straight_on` nothing else is
+  /// asked of the server before it does, so that what it reads ahead need not wait for it.
   std::shared_ptr<MailMessages> GetNewMessages(Connection& connection, const std::string& last_time,
                                                bool first_download, std::string_view separator,
-                                               int32_t start = 0);
+                                               int32_t start = 0, bool straight_on = false);
   /// Where the last selection stopped because it held enough: the number to go on from in this
   /// session; 0 when it came to its end.
   int32_t SelectionGoesOnAt() const { return selection_goes_on_at_; }
@@ -230,6 +233,8 @@ class MailServer : public Object, public ErrorState {
   std::set<int32_t> deleted_;  ///< numbers deleted in this session
   std::optional<std::string> newest_received_;
   int32_t selection_goes_on_at_ = 0;
+  int32_t selected_from_ = 0;  ///< the last number when the session's selection began
+  std::unique_ptr<Foresight> foresight_;
   int64_t text_bytes_ = 0;  ///< of the last whole message, as it came
   Progress progress_;
 };

@@ -1,7 +1,6 @@
 #include "pop3/reply_shape.h"
 
 #include <algorithm>
-#include <functional>
 #include <string>
 
 namespace korvane {
@@ -124,9 +123,7 @@ ReplyLook ReplyShape::Look(std::string_view bytes) {
 
 /// Where a server leaves the end out, the next replies run on in the text, up to the next end.
 bool ReplyShape::HoldsNextReply(std::string_view text) const {
-  const std::string begin = BeginOfLine();
-  const std::boyer_moore_horspool_searcher searcher(begin.begin(), begin.end());
-  return std::search(text.begin(), text.end(), searcher) != text.end();
+  return text.find(BeginOfLine()) != std::string_view::npos;
 }
 
 size_t EndOfAnyLine(std::string_view bytes) {

@@ -8,7 +8,6 @@
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "mime/mail_date.h"
-#include "pop3/foresight.h"
 #include "pop3/known_messages.h"
 #include "pop3/mail_server.h"
 #include "pop3/received_time.h"
@@ -21,6 +20,7 @@ struct MailServer::Selection {
   int32_t header_error;  ///< when a header fails
   int32_t start;         ///< the first number to look at, 0 for the newest
   bool whole;            ///< what is taken is fetched
+  bool straight_on;      ///< where it stops for its size, the next one follows at once
   /// Receives each new message, with its header; false stops the selection.
   std::function<bool(int32_t number, std::shared_ptr<MailMessage> header)> take;
 };
@@ -30,7 +30,7 @@ std::shared_ptr<MailMessages> MailServer::GetNewHeaders(Connection& connection,
                                                         bool first_download) {
   auto messages = std::make_shared<MailMessages>();
   const bool begun =
-      Select(connection, {last_time, first_download, error::SelectHeaderFailed, 0, false,
+      Select(connection, {last_time, first_download, error::SelectHeaderFailed, 0, false, false,
                           [&](int32_t number, std::shared_ptr<MailMessage> header) {
                             messages->Add(std::move(header), number);
                             return true;
@@ -41,13 +41,13 @@ std::shared_ptr<MailMessages> MailServer::GetNewHeaders(Connection& connection,
 std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
                                                          const std::string& last_time,
                                                          bool first_download,
-                                                         std::string_view separator,
-                                                         int32_t start) {
+                                                         std::string_view separator, int32_t start,
+                                                         bool straight_on) {
   auto messages = std::make_shared<MailMessages>();
   int64_t bytes = 0;
   const bool begun =
       Select(connection, {last_time, first_download, error::SelectMessageHeaderFailed, start, true,
-                          [&](int32_t number, const std::shared_ptr<MailMessage>&) {
+                          straight_on, [&](int32_t number, const std::shared_ptr<MailMessage>&) {
                             if (auto message = FetchWhole(number, separator)) {
                               messages->Add(std::move(message), number);
                               bytes += text_bytes_;
@@ -76,27 +76,35 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
   newest_received_.reset();
   selection_goes_on_at_ = 0;
   if (!Begin()) return false;
-  if (!Stat() || !count_read_) {
-    if (NoError()) SetError(selection.header_error);
-    return false;
+  const bool goes_on = selection.start > 0;
+  if (!goes_on || selected_from_ == 0) {
+    if (!Stat() || !count_read_) {
+      if (NoError()) SetError(selection.header_error);
+      return false;
+    }
+    selected_from_ = LastNumber();
   }
   const ScanTime last = LastDownloadTime(selection.last_time);
   KnownMessages known(connection, *user_);
   bool past = false;  // everything new was seen
-  const int32_t newest =
-      selection.start > 0 ? std::min(selection.start, LastNumber()) : LastNumber();
+  const int32_t newest = goes_on ? std::min(selection.start, selected_from_) : selected_from_;
   const bool all_new = !selection.first_download && last.readable && last.text == kFirstMoment;
-  SelectionProgress progress{.looked_at = LastNumber() - newest,
-                             .total = LastNumber(),
+  SelectionProgress progress{.looked_at = selected_from_ - newest,
+                             .total = selected_from_,
                              .bytes = looked_at_bytes_,
                              .all_bytes = mailbox_bytes_,
                              .whole = selection.whole,
                              .to_the_end = all_new};
-  Foresight foresight(link_, {.whole = selection.whole,
-                              .all_new = all_new,
-                              .goes_on = selection.start > 0,
-                              .most_bytes = limits_.selection_bytes,
-                              .next = [this](int32_t number) { return NumberBelow(number); }});
+  if (!goes_on || !foresight_ || !foresight_->GoesStraightOn()) {
+    foresight_ = std::make_unique<Foresight>(
+        link_, Foresight::Plan{.whole = selection.whole,
+                               .all_new = all_new,
+                               .goes_on = goes_on,
+                               .straight_on = selection.straight_on,
+                               .most_bytes = limits_.selection_bytes,
+                               .next = [this](int32_t number) { return NumberBelow(number); }});
+  }
+  Foresight& foresight = *foresight_;
   for (int32_t number = newest; number >= 1; --number) {
     if (IsDeleted(number)) continue;
     progress.looked_at = progress.total - number;

@@ -122,9 +122,14 @@ int32_t ServerLink::Receive(char* buffer, int32_t capacity) {
       case Ready::kNothing:
         break;
     }
-    if (end_ == 0) waited_ = true;
+    waited_ = true;
     int32_t result = ended_;
-    if (result > 0) result = Clock::now() - answering_since_ < patience_ ? Fill() : kFailed;
+    if (result > 0) {
+      const Clock::time_point begin = Clock::now();
+      const bool between = !shape_.InText() || end_ > 0;
+      result = begin - answering_since_ < patience_ ? Fill() : kFailed;
+      if (between) idle_ += Clock::now() - begin;
+    }
     if (!open_) return kFailed;  // closed while it waited
     if (result > 0) continue;
     ended_ = result;

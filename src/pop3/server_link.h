@@ -72,6 +72,9 @@ class ServerLink {
   void Announce(const std::vector<Command>& commands);
   /// True when the session had to wait for a reply since this was last asked.
   bool HadToWait() { return std::exchange(waited_, false); }
+  /// How long, since this was last asked, nothing came: what there was had been read to its end,
+  /// and the next reply had not begun.
+  std::chrono::steady_clock::duration Idle() { return std::exchange(idle_, {}); }
 
   /// What a new connection must find again, and do again.
   void NoteCount(std::string_view reply);
@@ -121,6 +124,7 @@ class ServerLink {
   size_t ready_ = 0;   ///< so many bytes may be handed on
   int32_t ended_ = 1;  ///< what the last receive said when it brought nothing
   bool waited_ = false;
+  Clock::duration idle_{};
   bool after_drop_ = false;  ///< nothing was received since replies were dropped
   std::string last_line_;    ///< sent since then
   std::string input_;

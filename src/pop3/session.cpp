@@ -80,6 +80,8 @@ bool MailServer::Connect() {
   message_count_ = -1;
   mailbox_bytes_ = -1;
   looked_at_bytes_ = 0;
+  selected_from_ = 0;
+  foresight_.reset();
   reader_.Reset();
   Run(Command::kGreeting, false);
   return NoError();

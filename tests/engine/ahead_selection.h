@@ -91,8 +91,9 @@ inline SessionRun RunSession(uint64_t seed, bool ahead) {
                                          : "05/03/2020 00:02:30";
     int32_t start = 0;
     do {
-      const auto messages = whole ? client.GetNewMessages(connection, last, look_up, "", start)
-                                  : client.GetNewHeaders(connection, last, look_up);
+      const auto messages =
+          whole ? client.GetNewMessages(connection, last, look_up, "", start, !remove)
+                : client.GetNewHeaders(connection, last, look_up);
       tell("selection");
       TellMessages(story, messages);
       start = client.SelectionGoesOnAt();
