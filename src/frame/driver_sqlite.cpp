@@ -160,6 +160,8 @@ class SqliteDriver final : public Driver {
     }
     Run("PRAGMA synchronous=FULL", {});
     Run("PRAGMA foreign_keys=ON", {});
+    // Otherwise each row that a trigger follows may cost a file of its own for the way back.
+    Run("PRAGMA temp_store=MEMORY", {});
     // In KiB. The page cache grows to this only when a walk over a large box needs it.
     Run("PRAGMA cache_size=-16384", {});
   }

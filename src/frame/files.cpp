@@ -53,6 +53,8 @@ bool WriteWholeFile(const std::string& path, std::string_view data, bool sync) {
   file.TakeOverRights(path);
   bool ok = file.WriteAll(data.data(), data.size(), 0);
   if (ok && sync) ok = file.Sync();
+  // Who syncs many files at the end waits for one after the other.
+  if (ok && !sync) file.BeginSync();
   ok = file.Close() && ok;
   ok = ok && RenameFile(temporary, path);
   if (!ok) RemoveFile(temporary);

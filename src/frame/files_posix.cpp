@@ -129,6 +129,12 @@ bool FileHandle::Sync() const {
   return result == 0;
 }
 
+void FileHandle::BeginSync() const {
+#ifdef __linux__
+  (void)::sync_file_range(Descriptor(handle_), 0, 0, SYNC_FILE_RANGE_WRITE);
+#endif
+}
+
 // A record lock that belongs to the handle: unlike one of fcntl's older kind it keeps threads apart
 // too, and does not go with another handle's end; unlike one of flock's it is the kind that a file
 // server gives its clients, so that a process on the server itself meets theirs. A file system

@@ -226,6 +226,7 @@ bool FileHandle::Resize(int64_t length) const {
 }
 
 bool FileHandle::Sync() const { return FlushFileBuffers(Handle(handle_)) != 0; }
+void FileHandle::BeginSync() const {}
 
 FileHandle::Locked FileHandle::TryLock() const {
   OVERLAPPED at{};
