@@ -4,7 +4,9 @@
 // "store_bench memory FOLDER MEGABYTES KIND" prints the message's size and the peak of the memory;
 // "store_bench batches FOLDER URL USER BATCHES MESSAGES BYTES" stores downloads of MESSAGES
 // messages into a database that has its tables and prints for each the seconds that it took, waited
-// for the lock of the identifiers and held it, and how often it was begun.
+// for the lock of the identifiers and held it, and how often it was begun;
+// "store_bench rows FOLDER MESSAGES BATCH" prints how many messages a second are stored, so many in
+// one commit (0: as many as a download stores in one).
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -334,6 +336,35 @@ int Batches(const std::string& folder, const std::string& url, int32_t user, siz
   return 0;
 }
 
+/// Small messages as a download stores them: record and row, on the disk at the end of each
+/// batch.
+int Rows(const std::string& folder, int32_t messages, size_t batch) {
+  const auto account = AccountIn(folder);
+  const auto connection = DatabaseIn(folder);
+  BinaryFile file;
+  file.Open(MessageFilePath(*account), BinaryFile::Mode::kReadWrite);
+  if (batch == 0) batch = DownloadedStore::kBatchMessages;
+  const auto start = Clock::now();
+  for (int32_t done = 0; done < messages;) {
+    Transaction transaction(*connection, Transaction::Kind::kAllocating);
+    for (size_t in_batch = 0; in_batch < batch && done < messages; ++in_batch, ++done) {
+      const std::string number = std::to_string(done);
+      std::string text = "Received: from a by b; Thu, 5 Mar 2020 10:00:00 +0000\r\nMessage-ID: <" +
+                         number + "@a>\r\nSubject: Report " + number + "\r\n\r\n";
+      text.append(800, 'x');
+      MailMessage message;
+      message.LoadWholeMessage(account, done + 1, static_cast<int32_t>(text.size()), "u" + number,
+                               "", std::move(text));
+      Store(message, NextIdentifier(*connection, "SELECT MAX(id_mail) FROM mail"), *connection,
+            file, false);
+    }
+    file.Sync();
+    transaction.Commit();
+  }
+  std::printf("%f\n", messages / SecondsSince(start));
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -344,8 +375,10 @@ int main(int argc, char** argv) {
     return Batches(argv[2], argv[3], std::stoi(argv[4]), std::stoul(argv[5]), std::stoul(argv[6]),
                    std::stoul(argv[7]));
   }
+  if (what == "rows") return Rows(argv[2], std::stoi(argv[3]), std::stoul(argv[4]));
   std::fprintf(stderr,
                "usage: store_bench compaction|memory FOLDER MEGABYTES RECORD_BYTES|KIND\n"
-               "       store_bench batches FOLDER URL USER BATCHES MESSAGES BYTES\n");
+               "       store_bench batches FOLDER URL USER BATCHES MESSAGES BYTES\n"
+               "       store_bench rows FOLDER MESSAGES BATCH\n");
   return 2;
 }

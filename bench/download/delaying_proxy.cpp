@@ -1,6 +1,6 @@
 // A line of a given round trip: passes the bytes of each connection on to a server on 127.0.0.1,
-// half of the round trip later in each direction, in any amount. Says its port, serves until it is
-// ended.
+// half of the round trip later in each direction, in any amount. Says its port, then how many lines
+// each connection's client has sent when it is at its end; serves until it is ended.
 //        bench_delaying_proxy PORT MILLISECONDS
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -8,8 +8,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
@@ -74,11 +76,13 @@ class Line {
   size_t held_ = 0;
 };
 
-void Read(int from, Line& line) {
+// Adds to `lines` how many came.
+void Read(int from, Line& line, std::ptrdiff_t& lines) {
   std::string buffer(256 << 10, '\0');
   for (;;) {
     const ssize_t count = recv(from, buffer.data(), buffer.size(), 0);
     if (count <= 0) break;
+    lines += std::count(buffer.begin(), buffer.begin() + count, '\n');
     line.Put(buffer.substr(0, static_cast<size_t>(count)));
   }
   line.Put({});
@@ -104,10 +108,14 @@ void Serve(int client, int port, Clock::duration delay) {
     AtOnce(server);
     AtOnce(client);
     Line there(delay), back(delay);
-    std::thread threads[] = {
-        std::thread([&] { Read(client, there); }), std::thread([&] { Write(server, there); }),
-        std::thread([&] { Read(server, back); }), std::thread([&] { Write(client, back); })};
+    std::ptrdiff_t commands = 0, replies = 0;
+    std::thread threads[] = {std::thread([&] { Read(client, there, commands); }),
+                             std::thread([&] { Write(server, there); }),
+                             std::thread([&] { Read(server, back, replies); }),
+                             std::thread([&] { Write(client, back); })};
     for (std::thread& thread : threads) thread.join();
+    std::printf("%td\n", commands);
+    std::fflush(stdout);
   }
   close(server);
   close(client);

@@ -18,10 +18,6 @@
 namespace korvane {
 namespace {
 
-/// One pair of syncs and one commit for this many messages or bytes.
-constexpr size_t kBatchMessages = 100;
-constexpr int64_t kBatchBytes = 8 * 1024 * 1024;
-
 /// A fault that has no object of its own to carry it.
 class Fault : public ErrorState {
  public:

@@ -8,6 +8,8 @@
 // server. DELE is sent for committed rows only, and outside lock and transaction.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -25,6 +27,10 @@ class MailUser;
 
 class DownloadedStore {
  public:
+  /// One pair of syncs and one commit for this many messages or bytes.
+  static constexpr size_t kBatchMessages = 100;
+  static constexpr int64_t kBatchBytes = 8 * 1024 * 1024;
+
   DownloadedStore(std::shared_ptr<MailUser> account, Connection& connection, MailServer& server)
       : account_(std::move(account)), connection_(connection), server_(server) {}
 
