@@ -52,7 +52,10 @@ Foresight::Foresight(ServerLink& link, Plan plan)
 /// False when something else was announced: the session's next command drops it all.
 bool Foresight::Comes(const std::string& line) {
   if (link_.Announced() == 0 || link_.Next() == line) return true;
+  // What is dropped now was not all new.
+  plan_.all_new = false;
   window_ = 1;
+  most_bytes_ = kMostBytes;
   return false;
 }
 
