@@ -51,8 +51,8 @@ class FileHandle {
                        int64_t length) const;
   bool Resize(int64_t length) const;
   bool Sync() const;
-  /// The system begins to put the bytes on the disk, where it has a way to say so; a Sync that comes
-  /// later, of another handle too, then has less to wait for, and tells what failed.
+  /// The system begins to put the bytes on the disk, where it has a way to say so; a Sync that
+  /// comes later, of another handle too, then has less to wait for, and tells what failed.
   void BeginSync() const;
 
   /// Tries once for a lock that every other handle of the file meets, of this process too, until
