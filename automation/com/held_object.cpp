@@ -2,6 +2,7 @@
 
 #include <oleauto.h>
 
+#include <cstring>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
@@ -74,49 +75,36 @@ VARTYPE ReferenceTo(Type type) {
   }
 }
 
-/// Makes the result of a call through the dual interface what it is before the call.
-void ClearPlace(Type type, void* place) {
+/// What the result of a call through the dual interface takes up.
+size_t BytesOfResult(Type type) {
   switch (type) {
     case Type::kNothing:
-      return;
+      break;
     case Type::kInt32:
     case Type::kEnum:
-      *static_cast<LONG*>(place) = 0;
-      return;
+      return sizeof(LONG);
     case Type::kBool:
-      *static_cast<VARIANT_BOOL*>(place) = VARIANT_FALSE;
-      return;
+      return sizeof(VARIANT_BOOL);
     case Type::kText:
+      return sizeof(BSTR);
     case Type::kObject:
-      *static_cast<void**>(place) = nullptr;
-      return;
+      return sizeof(IDispatch*);
     case Type::kAny:
-      VariantInit(static_cast<VARIANT*>(place));
-      return;
+      return sizeof(VARIANT);
   }
+  return 0;
 }
 
+/// Makes a result what it is before the call: zero, false, nothing or an empty value, all of which
+/// are zeros.
+void ClearPlace(Type type, void* place) { std::memset(place, 0, BytesOfResult(type)); }
+
 void MoveToPlace(Type type, Variant& result, void* place) {
-  switch (type) {
-    case Type::kNothing:
-      return;
-    case Type::kInt32:
-    case Type::kEnum:
-      *static_cast<LONG*>(place) = result.lVal;
-      return;
-    case Type::kBool:
-      *static_cast<VARIANT_BOOL*>(place) = result.boolVal;
-      return;
-    case Type::kText:
-      *static_cast<BSTR*>(place) = result.bstrVal;
-      break;
-    case Type::kObject:
-      *static_cast<IDispatch**>(place) = result.pdispVal;
-      break;
-    case Type::kAny:
-      result.MoveTo(static_cast<VARIANT*>(place));
-      return;
-  }
+  const size_t bytes = BytesOfResult(type);
+  if (bytes == 0) return;
+  if (type == Type::kAny) return result.MoveTo(static_cast<VARIANT*>(place));
+  // Every kind of value lies at the same place of the variant.
+  std::memcpy(place, &result.llVal, bytes);
   VariantInit(&result);
 }
 
