@@ -78,10 +78,7 @@ void AddAttachmentsCommand(Program& program) {
       ->add_option("--save-to", wanted->folder,
                    "copy the files into this folder; none that is there is overwritten")
       ->type_name("DIR");
-  command
-      ->add_option("--password-file", wanted->password_file,
-                   "for accounts whose password is not kept")
-      ->type_name("FILE");
+  AddPasswordFile(*command, wanted->password_file);
 }
 
 }  // namespace korvane::cli

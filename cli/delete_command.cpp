@@ -82,10 +82,7 @@ void AddDeleteCommand(Program& program) {
       "on the server, kept here; one of which only the header is here is fetched first");
   where->add_flag("--both", wanted->both, "here and on the server");
   where->require_option(1);
-  command
-      ->add_option("--password-file", wanted->password_file,
-                   "for accounts whose password is not kept")
-      ->type_name("FILE");
+  AddPasswordFile(*command, wanted->password_file);
 }
 
 }  // namespace korvane::cli

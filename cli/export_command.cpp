@@ -132,10 +132,7 @@ void AddExportCommand(Program& program) {
   command->add_option("--box", wanted->box, "only the messages of this box");
   command->add_flag("--fetch", wanted->fetch,
                     "fetch the messages of which only the header is here");
-  command
-      ->add_option("--password-file", wanted->password_file,
-                   "for accounts whose password is not kept")
-      ->type_name("FILE");
+  AddPasswordFile(*command, wanted->password_file);
 }
 
 }  // namespace korvane::cli

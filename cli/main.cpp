@@ -88,6 +88,13 @@ CLI::App* Program::AddCommand(CLI::App& parent, const std::string& name, const s
   return command;
 }
 
+void AddPasswordFile(CLI::App& command, std::string& file) {
+  command
+      .add_option("--password-file", file,
+                  "for accounts whose password is not kept; see korvane account add --help")
+      ->type_name("FILE");
+}
+
 }  // namespace korvane::cli
 
 int main(int argc, char** argv) { return korvane::cli::Main(argc, argv); }

@@ -30,6 +30,9 @@ struct Program {
                        std::function<Exit()> action);
 };
 
+/// The option --password-file of a command that may have to log in to a mail server.
+void AddPasswordFile(CLI::App& command, std::string& file);
+
 void AddInitCommand(Program& program);
 void AddMigrateCommand(Program& program);
 void AddAccountCommand(Program& program);

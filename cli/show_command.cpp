@@ -140,10 +140,7 @@ void AddShowCommand(Program& program) {
                    "text (the default), html or any: which of several forms of the same text")
       ->transform(CLI::CheckedTransformer(kAlternatives, CLI::ignore_case).description(""))
       ->type_name("KIND");
-  command
-      ->add_option("--password-file", wanted->password_file,
-                   "for accounts whose password is not kept")
-      ->type_name("FILE");
+  AddPasswordFile(*command, wanted->password_file);
 }
 
 }  // namespace korvane::cli

@@ -190,10 +190,7 @@ void AddSyncCommand(Program& program) {
       ->excludes(headers);
   command->add_flag("--deep", wanted->deep,
                     "look every message on the server up, whatever the last download says");
-  command
-      ->add_option("--password-file", wanted->password_file,
-                   "for accounts whose password is not kept; see korvane account add --help")
-      ->type_name("FILE");
+  AddPasswordFile(*command, wanted->password_file);
 }
 
 }  // namespace korvane::cli
