@@ -9,7 +9,7 @@ SET SESSION sql_mode = 'STRICT_ALL_TABLES,NO_BACKSLASH_ESCAPES,ANSI_QUOTES';
 CREATE TABLE IF NOT EXISTS schema_version (
   version INTEGER NOT NULL PRIMARY KEY
 ) ENGINE=InnoDB DEFAULT CHARSET=utf8mb4 COLLATE=utf8mb4_nopad_bin;
-INSERT IGNORE INTO schema_version (version) VALUES (1), (2);
+INSERT IGNORE INTO schema_version (version) VALUES (1), (2), (3);
 
 CREATE TABLE IF NOT EXISTS mail (
   id_mail          INTEGER NOT NULL PRIMARY KEY,
@@ -32,6 +32,14 @@ CREATE TABLE IF NOT EXISTS mail (
   DwnldCorrettoFAQ TINYINT(1) NOT NULL DEFAULT 0 CHECK (DwnldCorrettoFAQ IN (0, -1))
 ) ENGINE=InnoDB DEFAULT CHARSET=utf8mb4 COLLATE=utf8mb4_nopad_bin;
 
+-- Recipients can be longer than an index entry. Their order is that of their beginning, then what ends
+-- there before what goes on, then the whole; the index below holds the first two.
+ALTER TABLE mail
+  ADD COLUMN IF NOT EXISTS destinatario_inizio VARCHAR(255) COLLATE utf8mb4_general_nopad_ci
+    GENERATED ALWAYS AS (LEFT(destinatario, 255)) STORED,
+  ADD COLUMN IF NOT EXISTS destinatario_lungo SMALLINT
+    GENERATED ALWAYS AS (CASE WHEN CHAR_LENGTH(destinatario) > 255 THEN 1 ELSE 0 END) STORED;
+
 -- One for each order of a box listing. They hold all that the order needs and end with the
 -- identifier, so a page's identifiers come from the index alone, read forwards or backwards. The
 -- orders with a second term have two: the date may run with the first term or against it.
@@ -49,9 +57,12 @@ CREATE INDEX IF NOT EXISTS mail_per_dimensione
   ON mail (id_utente, id_cartella, Cancellata, dimensione, data, id_mail);
 CREATE INDEX IF NOT EXISTS mail_per_dimensione_contro
   ON mail (id_utente, id_cartella, Cancellata, dimensione, data DESC, id_mail);
--- Recipients can be longer than an index entry: only their beginning is indexed.
-CREATE INDEX IF NOT EXISTS mail_per_destinatario
-  ON mail (id_utente, id_cartella, Cancellata, destinatario(191));
+DROP INDEX IF EXISTS mail_per_destinatario ON mail;
+CREATE INDEX IF NOT EXISTS mail_per_inizio
+  ON mail (id_utente, id_cartella, Cancellata, destinatario_inizio, destinatario_lungo, data, id_mail);
+CREATE INDEX IF NOT EXISTS mail_per_inizio_contro
+  ON mail (id_utente, id_cartella, Cancellata, destinatario_inizio, destinatario_lungo, data DESC,
+           id_mail);
 CREATE INDEX IF NOT EXISTS mail_per_id
   ON mail (id_utente, id_cartella, Cancellata, id_mail);
 
@@ -64,6 +75,43 @@ CREATE INDEX IF NOT EXISTS mail_non_letti
 -- The records of a user's message file in their order.
 CREATE INDEX IF NOT EXISTS mail_posizioni
   ON mail (id_utente, body_scaricato, id_mail, Cancellata);
+
+-- How many messages a box holds. Every page of a listing asks; counting a box of 100,000 takes longer
+-- than all the rest of it. Kept by the triggers, in the transaction of the change.
+CREATE TABLE IF NOT EXISTS conteggi_cartelle (
+  id_utente   INTEGER NOT NULL,
+  id_cartella INTEGER NOT NULL,
+  Cancellata  TINYINT(1) NOT NULL,
+  numero      INTEGER NOT NULL,
+  PRIMARY KEY (id_utente, id_cartella, Cancellata)
+) ENGINE=InnoDB DEFAULT CHARSET=utf8mb4 COLLATE=utf8mb4_nopad_bin;
+-- Nobody may add a row between the triggers and the counting of what was there before them.
+LOCK TABLES mail WRITE, conteggi_cartelle WRITE;
+CREATE TRIGGER IF NOT EXISTS mail_conta_nuova AFTER INSERT ON mail FOR EACH ROW
+BEGIN
+  INSERT INTO conteggi_cartelle VALUES (NEW.id_utente, NEW.id_cartella, NEW.Cancellata, 1)
+    ON DUPLICATE KEY UPDATE numero = numero + 1;
+END;
+CREATE TRIGGER IF NOT EXISTS mail_conta_tolta AFTER DELETE ON mail FOR EACH ROW
+BEGIN
+  UPDATE conteggi_cartelle SET numero = numero - 1
+   WHERE id_utente = OLD.id_utente AND id_cartella = OLD.id_cartella
+     AND Cancellata = OLD.Cancellata;
+END;
+CREATE TRIGGER IF NOT EXISTS mail_conta_cambiata AFTER UPDATE ON mail FOR EACH ROW
+BEGIN
+  IF NEW.id_utente <> OLD.id_utente OR NEW.id_cartella <> OLD.id_cartella
+     OR NEW.Cancellata <> OLD.Cancellata THEN
+    UPDATE conteggi_cartelle SET numero = numero - 1
+     WHERE id_utente = OLD.id_utente AND id_cartella = OLD.id_cartella
+       AND Cancellata = OLD.Cancellata;
+    INSERT INTO conteggi_cartelle VALUES (NEW.id_utente, NEW.id_cartella, NEW.Cancellata, 1)
+      ON DUPLICATE KEY UPDATE numero = numero + 1;
+  END IF;
+END;
+INSERT IGNORE INTO conteggi_cartelle
+  SELECT id_utente, id_cartella, Cancellata, COUNT(*) FROM mail GROUP BY 1, 2, 3;
+UNLOCK TABLES;
 
 CREATE TABLE IF NOT EXISTS messaggi_eliminati (
   id_eliminato     INTEGER NOT NULL PRIMARY KEY,

@@ -13,7 +13,7 @@ CREATE COLLATION IF NOT EXISTS senza_maiuscole
 CREATE TABLE IF NOT EXISTS schema_version (
   version INTEGER NOT NULL PRIMARY KEY
 );
-INSERT INTO schema_version (version) VALUES (1), (2) ON CONFLICT DO NOTHING;
+INSERT INTO schema_version (version) VALUES (1), (2), (3) ON CONFLICT DO NOTHING;
 
 CREATE TABLE IF NOT EXISTS mail (
   id_mail          INTEGER NOT NULL PRIMARY KEY,
@@ -36,6 +36,14 @@ CREATE TABLE IF NOT EXISTS mail (
   dwnldcorrettofaq BOOLEAN NOT NULL DEFAULT FALSE
 );
 
+-- Recipients can be longer than an index entry. Their order is that of their beginning, then what ends
+-- there before what goes on, then the whole; the index below holds the first two.
+ALTER TABLE mail
+  ADD COLUMN IF NOT EXISTS destinatario_inizio VARCHAR(255) COLLATE senza_maiuscole
+    GENERATED ALWAYS AS (left(destinatario, 255)) STORED,
+  ADD COLUMN IF NOT EXISTS destinatario_lungo SMALLINT
+    GENERATED ALWAYS AS (CASE WHEN char_length(destinatario) > 255 THEN 1 ELSE 0 END) STORED;
+
 -- One for each order of a box listing. They hold all that the order needs and end with the
 -- identifier, so a page's identifiers come from the index alone, read forwards or backwards. The
 -- orders with a second term have two: the date may run with the first term or against it.
@@ -53,10 +61,12 @@ CREATE INDEX IF NOT EXISTS mail_per_dimensione
   ON mail (id_utente, id_cartella, cancellata, dimensione, data, id_mail);
 CREATE INDEX IF NOT EXISTS mail_per_dimensione_contro
   ON mail (id_utente, id_cartella, cancellata, dimensione, data DESC, id_mail);
--- Recipients can be longer than an index entry: their beginning is indexed, and the order is first by
--- the beginning and then by the whole, which is the same order.
-CREATE INDEX IF NOT EXISTS mail_per_destinatario
-  ON mail (id_utente, id_cartella, cancellata, left(destinatario, 200), data, id_mail);
+DROP INDEX IF EXISTS mail_per_destinatario;
+CREATE INDEX IF NOT EXISTS mail_per_inizio
+  ON mail (id_utente, id_cartella, cancellata, destinatario_inizio, destinatario_lungo, data, id_mail);
+CREATE INDEX IF NOT EXISTS mail_per_inizio_contro
+  ON mail (id_utente, id_cartella, cancellata, destinatario_inizio, destinatario_lungo, data DESC,
+           id_mail);
 CREATE INDEX IF NOT EXISTS mail_per_id
   ON mail (id_utente, id_cartella, cancellata, id_mail);
 
@@ -69,6 +79,56 @@ CREATE INDEX IF NOT EXISTS mail_non_letti
 -- The records of a user's message file in their order.
 CREATE INDEX IF NOT EXISTS mail_posizioni
   ON mail (id_utente, body_scaricato, id_mail, cancellata);
+
+-- How many messages a box holds. Every page of a listing asks; counting a box of 100,000 takes longer
+-- than all the rest of it. Kept by the triggers, in the transaction of the change.
+CREATE TABLE IF NOT EXISTS conteggi_cartelle (
+  id_utente   INTEGER NOT NULL,
+  id_cartella INTEGER NOT NULL,
+  cancellata  BOOLEAN NOT NULL,
+  numero      INTEGER NOT NULL,
+  PRIMARY KEY (id_utente, id_cartella, cancellata)
+) WITH (fillfactor = 50);
+-- Rows that come or go are counted once for each statement: one that changed a count for each of many
+-- rows would walk over all the count's earlier versions every time.
+CREATE OR REPLACE FUNCTION mail_conta_nuove() RETURNS TRIGGER LANGUAGE plpgsql AS $$
+BEGIN
+  INSERT INTO conteggi_cartelle AS c
+    SELECT id_utente, id_cartella, cancellata, COUNT(*) FROM nuove GROUP BY 1, 2, 3 ORDER BY 1, 2, 3
+    ON CONFLICT (id_utente, id_cartella, cancellata) DO UPDATE SET numero = c.numero + EXCLUDED.numero;
+  RETURN NULL;
+END;
+$$;
+CREATE OR REPLACE FUNCTION mail_conta_tolte() RETURNS TRIGGER LANGUAGE plpgsql AS $$
+BEGIN
+  INSERT INTO conteggi_cartelle AS c
+    SELECT id_utente, id_cartella, cancellata, -COUNT(*) FROM tolte GROUP BY 1, 2, 3 ORDER BY 1, 2, 3
+    ON CONFLICT (id_utente, id_cartella, cancellata) DO UPDATE SET numero = c.numero + EXCLUDED.numero;
+  RETURN NULL;
+END;
+$$;
+CREATE OR REPLACE FUNCTION mail_conta_cambiata() RETURNS TRIGGER LANGUAGE plpgsql AS $$
+BEGIN
+  INSERT INTO conteggi_cartelle AS c
+    SELECT * FROM (VALUES (OLD.id_utente, OLD.id_cartella, OLD.cancellata, -1),
+                          (NEW.id_utente, NEW.id_cartella, NEW.cancellata, 1)) AS v ORDER BY 1, 2, 3
+    ON CONFLICT (id_utente, id_cartella, cancellata) DO UPDATE SET numero = c.numero + EXCLUDED.numero;
+  RETURN NULL;
+END;
+$$;
+CREATE OR REPLACE TRIGGER mail_conta_nuove AFTER INSERT ON mail
+  REFERENCING NEW TABLE AS nuove FOR EACH STATEMENT EXECUTE FUNCTION mail_conta_nuove();
+CREATE OR REPLACE TRIGGER mail_conta_tolte AFTER DELETE ON mail
+  REFERENCING OLD TABLE AS tolte FOR EACH STATEMENT EXECUTE FUNCTION mail_conta_tolte();
+CREATE OR REPLACE TRIGGER mail_conta_cambiata
+  AFTER UPDATE OF id_utente, id_cartella, cancellata ON mail FOR EACH ROW
+  WHEN ((OLD.id_utente, OLD.id_cartella, OLD.cancellata) IS DISTINCT FROM
+        (NEW.id_utente, NEW.id_cartella, NEW.cancellata))
+  EXECUTE FUNCTION mail_conta_cambiata();
+-- A table that was filled before the triggers were there.
+INSERT INTO conteggi_cartelle
+  SELECT id_utente, id_cartella, cancellata, COUNT(*) FROM mail GROUP BY 1, 2, 3
+  ON CONFLICT DO NOTHING;
 
 CREATE TABLE IF NOT EXISTS messaggi_eliminati (
   id_eliminato     INTEGER NOT NULL PRIMARY KEY,

@@ -9,7 +9,7 @@ BEGIN IMMEDIATE;
 CREATE TABLE IF NOT EXISTS schema_version (
   version INTEGER NOT NULL PRIMARY KEY
 );
-INSERT OR IGNORE INTO schema_version (version) VALUES (1), (2);
+INSERT OR IGNORE INTO schema_version (version) VALUES (1), (2), (3);
 
 CREATE TABLE IF NOT EXISTS mail (
   id_mail          INTEGER NOT NULL PRIMARY KEY,

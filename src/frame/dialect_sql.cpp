@@ -48,15 +48,16 @@ ColumnKind MariadbKind(std::string_view type, std::string_view declaration) {
   return ColumnKind::kText;
 }
 
-/// Every row of an answer: name, type, declaration, part of the key, length of a text.
+/// Every row of an answer: name, type, declaration, part of the key, length of a text, generated.
 const char* CatalogueQuestion(Dialect dialect, bool numbered) {
   switch (dialect) {
     case Dialect::kSqlite:
-      return "SELECT name, type, type, pk, NULL FROM pragma_table_info(?) ORDER BY cid";
+      return "SELECT name, type, type, pk, NULL, 0 FROM pragma_table_info(?) ORDER BY cid";
     case Dialect::kPostgresql:
 #define KORVANE_COLUMNS_OF(name)                                                            \
   "SELECT a.attname, format_type(a.atttypid, NULL), format_type(a.atttypid, a.atttypmod),"  \
-  " CASE WHEN i.indrelid IS NULL THEN 0 ELSE 1 END, NULL "                                  \
+  " CASE WHEN i.indrelid IS NULL THEN 0 ELSE 1 END, NULL,"                                  \
+  " CASE a.attgenerated WHEN '' THEN 0 ELSE 1 END "                                         \
   "FROM pg_attribute a LEFT JOIN pg_index i ON i.indrelid = a.attrelid AND i.indisprimary " \
   "AND a.attnum = ANY (i.indkey) WHERE a.attrelid = to_regclass(quote_ident(" name          \
   ")) AND a.attnum > 0 AND NOT a.attisdropped ORDER BY a.attnum"
@@ -66,7 +67,8 @@ const char* CatalogueQuestion(Dialect dialect, bool numbered) {
       break;
   }
   return "SELECT COLUMN_NAME, DATA_TYPE, COLUMN_TYPE, "
-         "CASE COLUMN_KEY WHEN 'PRI' THEN 1 ELSE 0 END, CHARACTER_MAXIMUM_LENGTH "
+         "CASE COLUMN_KEY WHEN 'PRI' THEN 1 ELSE 0 END, CHARACTER_MAXIMUM_LENGTH, "
+         "CASE WHEN EXTRA LIKE '%GENERATED%' THEN 1 ELSE 0 END "
          "FROM information_schema.COLUMNS WHERE TABLE_SCHEMA = DATABASE() AND TABLE_NAME = ? "
          "ORDER BY ORDINAL_POSITION";
 }
@@ -136,6 +138,7 @@ std::vector<Column> DescribeTable(Driver& driver, const std::string& table) {
       column.longest = LengthOfDeclaration(declaration);
     }
     column.key = row[3].value_or("0") != "0";
+    column.generated = row[5].value_or("0") != "0";
     columns.push_back(std::move(column));
   }
   return columns;
@@ -157,8 +160,9 @@ std::vector<std::string> ScriptStatements(std::string_view script) {
     }
     script.remove_prefix(begin);
     if (script.empty()) return statements;
-    const bool trigger = script.starts_with("CREATE TRIGGER");
-    const std::string_view end = trigger ? "\nEND;\n" : ";\n";
+    std::string_view end = ";\n";
+    if (script.starts_with("CREATE TRIGGER")) end = "\nEND;\n";
+    if (script.starts_with("CREATE OR REPLACE FUNCTION")) end = "\n$$;\n";
     size_t length = script.find(end);
     length = length == std::string_view::npos ? script.size() : length + end.size() - 2;
     statements.emplace_back(script.substr(0, length));

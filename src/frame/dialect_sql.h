@@ -33,7 +33,8 @@ std::vector<Column> DescribeTable(Driver& driver, const std::string& table);
 /// known by their names.
 ColumnKind SqliteColumnKind(std::string_view name, std::string_view declaration);
 
-/// The statements of a script, which end with ";" at the end of a line; a trigger ends with "END;".
+/// The statements of a script, which end with ";" at the end of a line; a trigger ends with "END;",
+/// a function with "$$;".
 std::vector<std::string> ScriptStatements(std::string_view script);
 
 }  // namespace korvane

@@ -34,8 +34,9 @@ using Cell = std::optional<std::string>;
 struct Column {
   std::string name;
   ColumnKind kind = ColumnKind::kText;
-  bool key = false;    ///< part of the primary key; known of tables only
-  size_t longest = 0;  ///< characters that a text column takes; 0 is no limit of its own
+  bool key = false;        ///< part of the primary key; known of tables only
+  size_t longest = 0;      ///< characters that a text column takes; 0 is no limit of its own
+  bool generated = false;  ///< the engine makes its values from those of other columns
 };
 
 struct Parameter {

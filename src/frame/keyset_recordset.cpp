@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <initializer_list>
 
 #include "frame/database_values.h"
 
@@ -32,9 +33,8 @@ int64_t KeyOf(const Cell& cell) {
 /// rows of, the whole list is taken, laid so that the row it stands on keeps its position.
 class KeyList {
  public:
-  /// `query` selects the identifiers in order, without a limit.
-  KeyList(DatabaseSession& session, BoundStatement query, std::optional<int64_t> top)
-      : session_(session), query_(std::move(query)), top_(top) {
+  KeyList(DatabaseSession& session, KeyQuery query)
+      : session_(session), query_(std::move(query)), top_(query_.top) {
     if (!top_) Load(0, std::nullopt);
   }
 
@@ -94,8 +94,28 @@ class KeyList {
   }
 
   void Load(int64_t from, std::optional<int64_t> count) {
-    std::string text = query_.text;
-    std::vector<Parameter> parameters = query_.parameters;
+    if (!query_.beginning) {
+      keys_ = KeysOf(Part(query_.keys, {}, from, count));
+    } else if (count && *count <= kKeyWindow) {
+      const Rows rows = Part(query_.beginning->window, {}, from, count);
+      keys_ = KeysOf(rows);
+      Settle(rows, from);
+    } else {
+      // With a limit one engine compares less of a long text than without.
+      keys_ = KeysOf(Part(query_.keys, {}, 0, std::nullopt));
+      keys_.resize(std::min(keys_.size(), static_cast<size_t>(count.value_or(INT64_MAX))));
+    }
+    first_ = from;
+    const bool full = count && static_cast<int64_t>(keys_.size()) == *count;
+    ended_ = !full || from + *count >= *top_;
+  }
+
+  /// `count` rows of a statement, which may ask for more parameters than it brings, behind `from`.
+  Rows Part(const BoundStatement& statement, std::initializer_list<Cell> more, int64_t from,
+            std::optional<int64_t> count) {
+    std::string text = statement.text;
+    std::vector<Parameter> parameters = statement.parameters;
+    for (const Cell& cell : more) parameters.push_back({ColumnKind::kText, cell});
     if (count) {
       parameters.push_back(IntegerParameter(*count));
       text += " LIMIT " + session_.translator.Placeholder(parameters.size());
@@ -104,17 +124,44 @@ class KeyList {
       parameters.push_back(IntegerParameter(from));
       text += " OFFSET " + session_.translator.Placeholder(parameters.size());
     }
-    const Rows rows = session_.driver->Run(text, parameters);
-    keys_.clear();
-    keys_.reserve(rows.Count());
-    for (size_t i = 0; i < rows.Count(); ++i) keys_.push_back(KeyOf(rows.Row(i)[0]));
-    first_ = from;
-    const bool full = count && static_cast<int64_t>(keys_.size()) == *count;
-    ended_ = !full || from + *count >= *top_;
+    return session_.driver->Run(text, parameters);
+  }
+
+  static std::vector<int64_t> KeysOf(const Rows& rows) {
+    std::vector<int64_t> keys;
+    keys.reserve(rows.Count());
+    for (size_t i = 0; i < rows.Count(); ++i) keys.push_back(KeyOf(rows.Row(i)[0]));
+    return keys;
+  }
+
+  /// Every run of rows whose texts go on behind their beginnings gets its order. Between two that
+  /// are next to each other no other row lies, so only the first of the window can have some of its
+  /// own beginning in front of it that the window does not show.
+  void Settle(const Rows& rows, int64_t from) {
+    const BeginningQuery& query = *query_.beginning;
+    const auto beginning = [&](size_t i) -> const Cell& { return rows.Row(i)[1]; };
+    for (size_t i = 0; i < keys_.size(); ++i) {
+      if (!beginning(i)) continue;
+      size_t end = i + 1;
+      while (end < keys_.size() && beginning(end)) ++end;
+      int64_t before = 0;
+      if (i == 0 && from > 0) {
+        const auto group = KeysOf(Part(query.group, {beginning(0)}, 0, std::nullopt));
+        before = std::ranges::find(group, keys_[0]) - group.begin();
+      }
+      const Cell& least = beginning(query.descending ? end - 1 : i);
+      const Cell& greatest = beginning(query.descending ? i : end - 1);
+      const auto settled = KeysOf(Part(query.settled, {least, greatest}, 0, std::nullopt));
+      // Fewer are found where somebody removed some meanwhile.
+      for (; i < end && before < std::ssize(settled); ++i, ++before) {
+        keys_[i] = settled[static_cast<size_t>(before)];
+      }
+      i = end;
+    }
   }
 
   DatabaseSession& session_;
-  BoundStatement query_;
+  KeyQuery query_;
   std::optional<int64_t> top_;
   std::vector<int64_t> keys_;
   int64_t first_ = 0;
@@ -137,9 +184,7 @@ class KeysetRecordset final : public Recordset {
     select_ += " FROM " + table_;
   }
 
-  void Select(BoundStatement keys, std::optional<int64_t> top) {
-    keys_.emplace(*session_, std::move(keys), top);
-  }
+  void Select(KeyQuery query) { keys_.emplace(*session_, std::move(query)); }
 
   bool Eof() const override {
     CheckOpen();
@@ -383,7 +428,7 @@ std::shared_ptr<Recordset> MakeKeyset(std::shared_ptr<DatabaseSession> session, 
                                       std::optional<KeyQuery> query) {
   const auto recordset = std::make_shared<KeysetRecordset>(std::move(session), std::move(table),
                                                            std::move(columns), key);
-  if (query) recordset->Select(std::move(query->keys), query->top);
+  if (query) recordset->Select(*std::move(query));
   return recordset;
 }
 

@@ -49,10 +49,22 @@ std::shared_ptr<Recordset> OpenForAdding(const std::shared_ptr<DatabaseSession>&
                                          const std::string& table);
 std::shared_ptr<Recordset> HoldRows(const std::shared_ptr<DatabaseSession>& session, Rows rows);
 
+/// An order by a text that is too long for an index, as an index gives it that holds the text's
+/// beginning and whether there is more: rows whose texts go on behind the same beginning are next
+/// to each other there, not yet in the order of what follows.
+struct BeginningQuery {
+  BoundStatement window;  ///< identifiers, and the beginning where the text goes on
+  BoundStatement group;  ///< identifiers of those that go on behind one beginning, as in the window
+  BoundStatement
+      settled;  ///< those that go on, from one beginning to another, in their whole order
+  bool descending = false;
+};
+
 /// What gives the identifiers of a keyset in order, without a limit, and how many of them count.
 struct KeyQuery {
   BoundStatement keys;
   std::optional<int64_t> top;
+  std::optional<BeginningQuery> beginning;  ///< gives the same for a part of the list
 };
 
 /// For OpenKeyset and OpenForAdding, which know what the table is like; without a query there are

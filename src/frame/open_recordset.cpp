@@ -44,6 +44,53 @@ std::string TableName(const DatabaseSession& session, const std::string& table) 
   return Quoted(session.driver->dialect() == Dialect::kPostgresql ? LowerName(table) : table);
 }
 
+/// What a table keeps of a text that is too long for an index: generated columns with its
+/// beginning, and with 1 where it goes on behind that.
+struct BoundedText {
+  std::string whole;
+  std::string beginning;
+  std::string goes_on;
+};
+
+std::optional<BoundedText> BoundedTextOf(const std::vector<Column>& columns, const Column& text) {
+  const auto generated = [&](std::string_view ending) -> const Column* {
+    const auto found = std::ranges::find_if(columns, [&](const Column& column) {
+      return column.generated && SameName(column.name, text.name + std::string(ending));
+    });
+    return found == columns.end() ? nullptr : &*found;
+  };
+  const Column* const beginning = generated("_inizio");
+  const Column* const goes_on = generated("_lungo");
+  if (!beginning || !goes_on) return std::nullopt;
+  return BoundedText{Quoted(text.name), Quoted(beginning->name), Quoted(goes_on->name)};
+}
+
+/// The statements that give the rows by the index of such a text; `rest` is the order behind it.
+BeginningQuery ByBeginning(const StatementTranslator& translator, const BoundStatement& rows,
+                           const std::string& key, const BoundedText& text, bool descending,
+                           const std::string& rest) {
+  const std::string down = descending ? " DESC" : "";
+  const auto statement = [&](const std::string& columns, const std::string& condition,
+                             const std::string& order) {
+    return BoundStatement{"SELECT " + columns + rows.text + condition + " ORDER BY " + order + rest,
+                          rows.parameters};
+  };
+  const size_t bound = rows.parameters.size();
+  const std::string next = translator.Placeholder(bound + 1);
+  const std::string going_on =
+      (rows.text.find(" WHERE ") == std::string::npos ? " WHERE " : " AND ") + text.goes_on + "=1";
+  const std::string by_beginning = text.beginning + down;
+  return {statement(key + ",CASE WHEN " + text.goes_on + "=1 THEN " + text.beginning + " END", "",
+                    by_beginning + "," + text.goes_on + down),
+          statement(key, going_on + " AND " + text.beginning + "=" + next,
+                    by_beginning + "," + text.goes_on + down),
+          statement(key,
+                    going_on + " AND " + text.beginning + ">=" + next + " AND " + text.beginning +
+                        "<=" + translator.Placeholder(bound + 2),
+                    by_beginning + "," + text.whole + down),
+          descending};
+}
+
 /// Where a site declared no primary key, the system's own identifiers still are one.
 void MarkIdentifier(const std::string& table, std::vector<Column>& columns) {
   static constexpr std::pair<std::string_view, std::string_view> kIdentifiers[] = {
@@ -86,7 +133,8 @@ std::shared_ptr<Recordset> OpenKeyset(const std::shared_ptr<DatabaseSession>& se
   }
   if (shape.columns.empty()) {
     columns = all;
-    key = table_key;
+    std::erase_if(columns, &Column::generated);
+    key = FindColumn(columns, all[*table_key].name);
   } else if (!key) {
     key = columns.size();
     columns.push_back(all[*table_key]);
@@ -94,37 +142,45 @@ std::shared_ptr<Recordset> OpenKeyset(const std::shared_ptr<DatabaseSession>& se
 
   const std::string table = TableName(*session, shape.table);
   const std::string key_name = Quoted(all[*table_key].name);
-  BoundStatement keys{"SELECT " + key_name + " FROM " + table, shape.condition.parameters};
-  if (!shape.condition.text.empty()) keys.text += " WHERE " + shape.condition.text;
+  BoundStatement rows{" FROM " + table, shape.condition.parameters};
+  // In parentheses, so that more can be asked for.
+  if (!shape.condition.text.empty()) rows.text += " WHERE (" + shape.condition.text + ")";
   std::string order;
+  std::optional<BoundedText> bounded;
   bool ordered_by_key = false;
   for (const SelectShape::Term& term : shape.order) {
     const size_t index = FindColumn(all, term.column);
     ordered_by_key = ordered_by_key || index == *table_key;
     const std::string direction = term.descending ? " DESC" : "";
-    if (!order.empty()) order += ",";
-    if (session->driver->dialect() == Dialect::kPostgresql &&
-        all[index].kind == ColumnKind::kText && all[index].longest == 0) {
-      // An index entry there is bounded: the beginning is indexed, and to order by it first changes
-      // nothing in the order of the whole.
-      order += "left(" + Quoted(all[index].name) + ",200)" + direction + ",";
+    if (&term == &shape.order.front()) {
+      bounded = BoundedTextOf(all, all[index]);
+      if (bounded) continue;
     }
-    order += Quoted(all[index].name) + direction;
+    order += "," + Quoted(all[index].name) + direction;
   }
-  if (!ordered_by_key) {
-    const bool descending = !shape.order.empty() && shape.order.front().descending;
-    order += (order.empty() ? "" : ",") + key_name + (descending ? " DESC" : "");
+  const bool descending = !shape.order.empty() && shape.order.front().descending;
+  if (!ordered_by_key) order += "," + key_name + (descending ? " DESC" : "");
+  KeyQuery query{rows, shape.top, std::nullopt};
+  std::string first;
+  if (bounded) {
+    query.beginning = ByBeginning(session->translator, rows, key_name, *bounded, descending, order);
+    const std::string down = descending ? " DESC" : "";
+    first = bounded->beginning + down + "," + bounded->goes_on + down + "," + bounded->whole + down;
+  } else {
+    order.erase(0, 1);
   }
-  keys.text += " ORDER BY " + order;
+  query.keys.text = "SELECT " + key_name + rows.text + " ORDER BY " + first + order;
 
-  return MakeKeyset(session, table, std::move(columns), key, KeyQuery{std::move(keys), shape.top});
+  return MakeKeyset(session, table, std::move(columns), key, std::move(query));
 }
 
 std::shared_ptr<Recordset> OpenForAdding(const std::shared_ptr<DatabaseSession>& session,
                                          const std::string& table) {
-  const std::vector<Column>& columns = session->ColumnsOf(table);
+  std::vector<Column> columns = session->ColumnsOf(table);
   if (columns.empty()) Fail("no table " + table);
-  return MakeKeyset(session, TableName(*session, table), columns, KeyColumn(columns), {});
+  std::erase_if(columns, &Column::generated);
+  const auto key = KeyColumn(columns);
+  return MakeKeyset(session, TableName(*session, table), std::move(columns), key, {});
 }
 
 }  // namespace korvane

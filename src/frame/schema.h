@@ -11,8 +11,9 @@
 namespace korvane {
 
 /// The version of the tables that this library makes and expects. 2: SQLite counts the messages
-/// that are not read.
-inline constexpr int32_t kSchemaVersion = 2;
+/// that are not read. 3: PostgreSQL and MariaDB count the messages of a box, and their indexes hold
+/// the beginning of the recipients.
+inline constexpr int32_t kSchemaVersion = 3;
 
 /// Makes the tables, the view and the indexes where they are missing; what is there stays. The file
 /// of an SQLite database is made too, for its owner only. Throws DatabaseError, also when the

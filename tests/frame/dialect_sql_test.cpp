@@ -23,13 +23,19 @@ TEST(ScriptStatements, ATriggerIsOneStatement) {
               ElementsAre("CREATE TRIGGER t\nBEGIN\n  A;\n  B;\nEND", "C"));
 }
 
+TEST(ScriptStatements, AFunctionIsOneStatement) {
+  EXPECT_THAT(ScriptStatements("CREATE OR REPLACE FUNCTION f AS $$\nBEGIN\n  A;\nEND;\n$$;\nC;\n"),
+              ElementsAre("CREATE OR REPLACE FUNCTION f AS $$\nBEGIN\n  A;\nEND;\n$$", "C"));
+}
+
 TEST(ScriptStatements, EveryStatementOfTheSchemasBeginsWithAWordOfItsOwn) {
   for (const char* schema : {kSqliteSchema, kPostgresqlSchema, kMariadbSchema}) {
     const auto statements = ScriptStatements(schema);
     EXPECT_GT(statements.size(), 20u);
     for (const std::string& statement : statements) {
       EXPECT_THAT(statement.substr(0, statement.find_first_of(" ;")),
-                  testing::AnyOf("BEGIN", "COMMIT", "CREATE", "DROP", "INSERT", "SET"))
+                  testing::AnyOf("ALTER", "BEGIN", "COMMIT", "CREATE", "DROP", "INSERT", "LOCK",
+                                 "SET", "UNLOCK"))
           << statement;
     }
   }

@@ -50,6 +50,12 @@ TEST(ListingPages, HoldOnSqliteWhileRowsAreAddedAndDeletedElsewhere) {
   PagesOfAnUnchangedBoxHoldWhileOthersChange("sqlite://" + folder / "mail.db", 5);
 }
 
+TEST(ListingPages, HoldOnSqliteThroughOdbcWhileRowsAreAddedAndDeletedElsewhere) {
+  const TempFolder folder;
+  PagesOfAnUnchangedBoxHoldWhileOthersChange("odbc:Driver=SQLite3;Database=" + folder / "mail.db",
+                                             2);
+}
+
 TEST(ListingPages, HoldOnPostgresqlThroughOdbcWhileRowsAreAddedAndDeletedElsewhere) {
   PostgresServer server;
   server.MakeDatabase("mail");
