@@ -283,7 +283,7 @@ UserLock::UserLock(const std::string& message_file, std::chrono::milliseconds pa
   }
   held_ = locked == FileHandle::Locked::kHeld;
   refused_ = !held_;
-  if (held_) RefreshDirectory(DirectoryOf(message_file));
+  if (held_) RefreshKnowledge(message_file);
 }
 
 UserLock::~UserLock() = default;

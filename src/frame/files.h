@@ -37,9 +37,9 @@ bool RenameFile(const std::string& from, const std::string& to);
 bool SyncFile(const std::string& path);
 /// Puts the names in a directory on the disk, where the platform has a way to say so.
 bool SyncDirectory(const std::string& directory);
-/// Forgets which names a directory was known to have: on a file server another machine may have
-/// renamed files in it.
-void RefreshDirectory(const std::string& directory);
+/// Asks a file server anew about a file and the names in its folder: another machine may have
+/// changed both. A client otherwise answers from memory for seconds.
+void RefreshKnowledge(const std::string& path);
 
 /// A binary file with a position that counts from 1.
 class BinaryFile {

@@ -178,10 +178,23 @@ std::string JoinPath(std::string_view directory, std::string_view name) {
   return path;
 }
 
-// Opening a directory is when a client of a file server asks whether the names in it changed.
-void RefreshDirectory(const std::string& directory) {
-  const int fd = OpenRetrying(directory.c_str(), O_RDONLY | O_DIRECTORY);
-  if (fd >= 0) ::close(fd);
+// The kernel's client for NFS asks for what changed in a directory when that is opened. One behind
+// FUSE asks for a name when it is to be made and must not be there, which fails; should the name
+// be gone by then, what was made for it is an empty file.
+void RefreshKnowledge(const std::string& path) {
+  const int directory = OpenRetrying(DirectoryOf(path).c_str(), O_RDONLY | O_DIRECTORY);
+  if (directory >= 0) ::close(directory);
+  if (::access(path.c_str(), F_OK) == 0) {
+    const int made = OpenRetrying(path.c_str(), O_WRONLY | O_CREAT | O_EXCL);
+    if (made >= 0) {
+      ::close(made);
+      ::unlink(path.c_str());
+    }
+  }
+#ifdef AT_STATX_FORCE_SYNC
+  struct statx status {};
+  (void)::statx(AT_FDCWD, path.c_str(), AT_STATX_FORCE_SYNC, STATX_SIZE, &status);
+#endif
 }
 
 bool FileExists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }

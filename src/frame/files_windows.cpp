@@ -275,7 +275,7 @@ std::string JoinPath(std::string_view directory, std::string_view name) {
 }
 
 // How long a client of a file server keeps names is its machine's setting; no call shortens it.
-void RefreshDirectory(const std::string&) {}
+void RefreshKnowledge(const std::string&) {}
 
 bool FileExists(const std::string& path) {
   return GetFileAttributesW(SystemPath(path).c_str()) != INVALID_FILE_ATTRIBUTES;

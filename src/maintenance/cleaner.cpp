@@ -247,6 +247,9 @@ bool CompactOnce(Connection& connection, const std::string& path_messages, int32
   BinaryFile source;
   Require(source.Open(current, BinaryFile::Mode::kRead), "the message file cannot be opened");
   BinaryFile target;
+  // Not overwritten: a client of a file server may know the message file itself by this name, from
+  // before another machine renamed it.
+  Require(RemoveFile(compacted), "an old new file cannot be removed");
   Require(target.Open(compacted, BinaryFile::Mode::kReadWrite) && target.Truncate(0),
           "the new file cannot be opened");
   CopyLiveRecords(source, target, rows);

@@ -3,7 +3,11 @@
 // a backup means that it died on the way, and the rows tell on which side of the commit. On a
 // connection without transactions the rows are changed behind the renames, by a plan that is on the
 // disk until they are.
+#include <chrono>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "frame/database.h"
@@ -41,6 +45,19 @@ void RemoveOrThrow(const std::string& path) {
   if (!RemoveFile(path)) throw std::runtime_error("cannot remove " + path);
 }
 
+// A client of a file server may know the old file by both names for some seconds after another
+// machine renamed it: judged by that, one of the two would be taken for the other.
+void AwaitDifferentFiles(const std::string& current, const std::string& backup) {
+  constexpr int kTries = 100;
+  constexpr std::chrono::milliseconds kPause{100};
+  std::error_code unknown;
+  for (int i = 0; std::filesystem::equivalent(current, backup, unknown); ++i) {
+    if (i == kTries) throw std::runtime_error(backup + " is the message file itself");
+    std::this_thread::sleep_for(kPause);
+    RefreshKnowledge(current);
+  }
+}
+
 }  // namespace
 
 bool RecoverMessageFile(Connection& connection, const std::string& path_messages, int32_t user_id) {
@@ -49,6 +66,7 @@ bool RecoverMessageFile(Connection& connection, const std::string& path_messages
   const std::string current = MessageFilePath(path_messages, user_id);
   const std::string compacted = CompactedFilePath(path_messages, user_id);
 
+  AwaitDifferentFiles(current, backup);
   // Died between the two renames: the rows cannot have been changed.
   bool restore = !FileExists(current);
   const auto plan = restore ? std::nullopt : ReadPlan(path_messages, user_id);

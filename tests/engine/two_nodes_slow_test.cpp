@@ -19,6 +19,7 @@
 #include "message/message_file.h"
 #include "support/mariadb_server.h"
 #include "support/postgres_server.h"
+#include "support/shared_folder.h"
 
 namespace korvane::test {
 namespace {
@@ -51,7 +52,7 @@ std::string MessageOf(int number) {
 }
 
 /// What is wrong with an opened message; nothing when it is its own.
-std::string Wrong(const Store& store, MailMessage& message) {
+std::string Wrong(const MailUser& account, MailMessage& message) {
   const std::string subject = message.Subject(ETextFormat::TextFormat_Normal);
   if (!subject.starts_with("mail ")) return "a subject that nobody wrote: " + subject;
   const int number = std::stoi(subject.substr(5));
@@ -66,7 +67,7 @@ std::string Wrong(const Store& store, MailMessage& message) {
   const auto attachments = message.GetAttachments();
   if (attachments->Count() != 1) return subject + " has lost its file";
   std::string file;
-  ReadWholeFile(store.AttachmentFolder() + "/" + attachments->ItemIndex(1)->NameOnServer(), file);
+  ReadWholeFile(account.PathAtcmts() + "/" + attachments->ItemIndex(1)->NameOnServer(), file);
   return file == "file " + std::to_string(number) ? "" : "the file of " + subject + ": " + file;
 }
 
@@ -152,7 +153,7 @@ class Node {
     const Row& row = rows[random_() % rows.size()];
     const auto message = request.engine.GetMessage(row.id, "", false);
     if (!message) return Note("unopened", row.subject + " " + std::to_string(request.Error()));
-    const std::string wrong = Wrong(store_, *message);
+    const std::string wrong = Wrong(*request.account_object, *message);
     Unless(wrong.empty(), wrong);
     Unless(message->Subject(ETextFormat::TextFormat_Normal) == row.subject,
            row.subject + " opens as another one");
@@ -188,9 +189,9 @@ class Node {
   }
 
   void Compact() {
-    const auto connection = store_.Connect();
-    connection->Execute("UPDATE Pulizia SET dim_msg_canc_file=4000000 WHERE id_utente=7");
-    CompactMessageFile(*connection, store_.MessageFolder(), 7);
+    Request request(store_);
+    request.connection->Execute("UPDATE Pulizia SET dim_msg_canc_file=4000000 WHERE id_utente=7");
+    CompactMessageFile(*request.connection, request.account_object->PathMessages(), 7);
     Note("compacted", "");
   }
 
@@ -201,7 +202,8 @@ class Node {
 
 class TwoNodes {
  public:
-  explicit TwoNodes(const std::string& url) : store_(url) {
+  explicit TwoNodes(const std::string& url, const SharedFolder* shared = nullptr) : store_(url) {
+    if (shared) Share(*shared);
     dovecot_.AddUser("bob");
     dovecot_.Start();
     Store::Account row;
@@ -215,15 +217,15 @@ class TwoNodes {
   void Run(unsigned seed) {
     std::mt19937 random(seed);
     store_.LetGo();
-    pid_t nodes[2] = {Start(random()), Start(random())};
+    pid_t nodes[2] = {Start(0, random()), Start(1, random())};
     const auto end = std::chrono::steady_clock::now() + kTime;
     while (std::chrono::steady_clock::now() < end) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 150));
       Deliver(static_cast<int>(random() % 3));
       if (random() % 3 != 0) continue;
-      pid_t& victim = nodes[random() % 2];
-      End(victim);
-      victim = Start(random());
+      const int victim = static_cast<int>(random() % 2);
+      End(nodes[victim]);
+      nodes[victim] = Start(victim, random());
     }
     End(nodes[0]);
     End(nodes[1]);
@@ -244,10 +246,30 @@ class TwoNodes {
     }
   }
 
-  pid_t Start(unsigned seed) {
+  /// The second node has settings of its own: another way to the same files.
+  void Share(const SharedFolder& shared) {
+    std::ifstream file(store_.folder() + "/registry.reg", std::ios::binary);
+    std::string settings((std::istreambuf_iterator<char>(file)), {});
+    for (const char* name : {"/messages", "/attachments"}) {
+      const std::string own = store_.folder() + name;
+      std::filesystem::remove(own);
+      std::filesystem::create_directory(shared.way(0) + name);
+      std::filesystem::create_directory_symlink(shared.way(0) + name, own);
+      for (size_t at = 0; (at = settings.find('"' + own, at)) != std::string::npos;) {
+        settings.replace(at, own.size() + 1, '"' + shared.way(1) + name);
+      }
+    }
+    second_settings_ = store_.folder() + "/second.reg";
+    std::ofstream(second_settings_, std::ios::binary) << settings;
+  }
+
+  pid_t Start(int node, unsigned seed) {
     const pid_t child = ::fork();
-    if (child == 0) Node(store_, seed, Notes()).Work();
-    return child;
+    if (child != 0) return child;
+    if (node == 1 && !second_settings_.empty()) {
+      ::setenv("KORVANE_REGISTRY", second_settings_.c_str(), 1);
+    }
+    Node(store_, seed, Notes()).Work();
   }
   void End(pid_t node) {
     ::kill(node, SIGKILL);
@@ -314,7 +336,7 @@ class TwoNodes {
       Request request(store_);
       const auto message = request.engine.GetMessage(row.id, "", false);
       ASSERT_TRUE(message) << request.Error();
-      EXPECT_EQ(Wrong(store_, *message), "");
+      EXPECT_EQ(Wrong(*request.account_object, *message), "");
       EXPECT_EQ(message->Subject(ETextFormat::TextFormat_Normal), row.subject);
     }
     // No record reaches into another. What a killed node wrote without its row stays between them.
@@ -339,6 +361,7 @@ class TwoNodes {
   }
 
   Store store_;
+  std::string second_settings_;
   DovecotServer dovecot_;
   int delivered_ = 0;
   int kills_ = 0;
@@ -349,6 +372,11 @@ class TwoNodes {
 };
 
 TEST(TwoNodesOfOneUser, LoseAndDoubleNothingOnSqlite) { TwoNodes("").Run(20260301); }
+
+TEST(TwoNodesOfOneUser, LoseAndDoubleNothingOverTwoMountsOfASharedFileSystem) {
+  const SharedFolder shared;
+  TwoNodes("", &shared).Run(20260304);
+}
 
 TEST(TwoNodesOfOneUser, LoseAndDoubleNothingOnPostgresql) {
   PostgresServer server;

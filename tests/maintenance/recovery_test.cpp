@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -236,6 +237,33 @@ TEST_F(Recovery, MessagesSavedWhileTheFileIsCompactedAreNotLost) {
 TEST(LateCommit, OfADeadHolderIsWaitedFor) {
   CompactedStore store;
   test::ACommitOfADeadHolderIsWaitedFor(store);
+}
+
+TEST_F(Recovery, AFileServersClientThatKnowsOldNamesIsWaitedFor) {
+  DieAt("renamed");
+  // For a while both names lead to the old file.
+  const std::string elsewhere = store_.folder() / "elsewhere";
+  ASSERT_TRUE(RenameFile(store_.message_file(), elsewhere));
+  std::filesystem::create_hard_link(BackupFilePath(store_.messages_folder(), 7),
+                                    store_.message_file());
+  std::thread server([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    EXPECT_TRUE(RenameFile(elsewhere, store_.message_file()));
+  });
+  { const MessageFileLock lock(*store_.connection(), *store_.account()); }
+  server.join();
+  store_.ExpectNothingLost();
+  EXPECT_TRUE(store_.OnlyTheMessageFileIsThere());
+}
+
+TEST_F(Recovery, AnOldNewFileIsNotWrittenInto) {
+  // What a file server's client may still know: the message file by the name it once had.
+  std::filesystem::create_hard_link(store_.message_file(),
+                                    CompactedFilePath(store_.messages_folder(), 7));
+  EXPECT_EQ(CompactMessageFile(*store_.connection(), store_.messages_folder(), 7), 0);
+  store_.ExpectNothingLost();
+  store_.ExpectNoGaps();
+  EXPECT_TRUE(store_.OnlyTheMessageFileIsThere());
 }
 
 TEST_F(Recovery, WhoDoesNotGetTheLockTouchesNothing) {
