@@ -12,10 +12,10 @@
 #include "cli/program.h"
 #include "cli/progress.h"
 #include "cli/stored_messages.h"
-#include "engine/retried_transaction.h"
 #include "engine/store_files.h"
 #include "facade/mail_user.h"
 #include "frame/files.h"
+#include "frame/retried_transaction.h"
 #include "frame/sql_text.h"
 #include "message/message_file.h"
 #include "message/row_text.h"
@@ -84,11 +84,17 @@ class Importer {
     const int64_t begin = file.Length() + 1;
     std::vector<std::string> files;
     try {
-      RetriedTransaction(stored_.database(), Transaction::Kind::kAllocating, [&] {
-        UndoStoredRecord(file, begin, files);
-        files.clear();
-        WriteAll(file, files);
-      });
+      RetriedTransaction(
+          stored_.database(), Transaction::Kind::kAllocating,
+          [&] {
+            UndoStoredRecord(file, begin, files);
+            files.clear();
+            WriteAll(file, files);
+          },
+          [&] {
+            return HasMessageOf(stored_.database(), stored_.account()->UserId(),
+                                pending_.back().message->Id());
+          });
     } catch (const CommitInDoubt&) {
       throw;  // the rows may be there, so what they point at has to stay
     } catch (...) {

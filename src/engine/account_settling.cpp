@@ -3,8 +3,8 @@
 #include <string>
 
 #include "engine/last_download.h"
-#include "engine/retried_transaction.h"
 #include "facade/mail_user.h"
+#include "frame/retried_transaction.h"
 #include "pop3/received_time.h"
 
 namespace korvane {
@@ -22,10 +22,13 @@ void MarkRows(Connection& connection, const MailUser& account, bool with_all_old
                        condition + " AND DwnldCorrettoFAQ<>" + mark);
   };
   const bool has_forgotten = connection.HasTable(kForgottenMessages);
-  RetriedTransaction(connection, Transaction::Kind::kPlain, [&] {
-    set("mail");
-    if (has_forgotten) set(kForgottenMessages);
-  });
+  RetriedTransaction(
+      connection, Transaction::Kind::kPlain,
+      [&] {
+        set("mail");
+        if (has_forgotten) set(kForgottenMessages);
+      },
+      MadeAgain);
 }
 
 }  // namespace

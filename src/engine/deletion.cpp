@@ -7,10 +7,10 @@
 
 #include "engine/engine_session.h"
 #include "engine/message_ids.h"
-#include "engine/retried_transaction.h"
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "frame/files.h"
+#include "frame/retried_transaction.h"
 #include "maintenance/cleaner.h"
 #include "message/message_file.h"
 #include "pop3/message_traits.h"
@@ -181,25 +181,28 @@ int64_t MailEngine::MarkDeleted(std::vector<Doomed>& rows, EDelType type,
                                 ServerDeletions& deletions) {
   if (rows.empty()) return 0;
   const MessageFileLock lock(*connection_, *account_);
-  RetriedTransaction(*connection_, Transaction::Kind::kPlain, [&] {
-    for (Doomed& doomed : rows) {
-      doomed.dead_bytes = 0;
-      const auto row = OpenRow(doomed.id_mail);
-      if (row->Eof()) continue;  // compacted away in the meantime
-      if (!doomed.was_deleted_here) {
-        doomed.was_deleted_here = row->Field("Cancellata").ToBool().value_or(false);
-      }
-      if (doomed.deleted_there) row->SetField("IdSulServer", kDeletedOnServer);
-      if (DeletesHere(type)) row->SetField("Cancellata", true);
-      row->Update();
-      if (row->Field("Cancellata").ToBool().value_or(false) &&
-          row->Field("body_scaricato").ToInt64().value_or(-1) != -1) {
-        const int64_t size = row->Field("dimensione").ToInt64().value_or(0);
-        doomed.dead_bytes = size > 0 ? size : kEstimatedSize;
-      }
-      row->Close();
-    }
-  });
+  RetriedTransaction(
+      *connection_, Transaction::Kind::kPlain,
+      [&] {
+        for (Doomed& doomed : rows) {
+          doomed.dead_bytes = 0;
+          const auto row = OpenRow(doomed.id_mail);
+          if (row->Eof()) continue;  // compacted away in the meantime
+          if (!doomed.was_deleted_here) {
+            doomed.was_deleted_here = row->Field("Cancellata").ToBool().value_or(false);
+          }
+          if (doomed.deleted_there) row->SetField("IdSulServer", kDeletedOnServer);
+          if (DeletesHere(type)) row->SetField("Cancellata", true);
+          row->Update();
+          if (row->Field("Cancellata").ToBool().value_or(false) &&
+              row->Field("body_scaricato").ToInt64().value_or(-1) != -1) {
+            const int64_t size = row->Field("dimensione").ToInt64().value_or(0);
+            doomed.dead_bytes = size > 0 ? size : kEstimatedSize;
+          }
+          row->Close();
+        }
+      },
+      MadeAgain);
   int64_t dead_bytes = 0;
   std::vector<ServerDeletions::Row> marked;
   for (const Doomed& doomed : rows) {

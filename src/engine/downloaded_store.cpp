@@ -1,15 +1,16 @@
 #include "engine/downloaded_store.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 
-#include "engine/retried_transaction.h"
 #include "engine/store_files.h"
 #include "facade/mail_user.h"
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "frame/files.h"
+#include "frame/retried_transaction.h"
 #include "frame/sql_text.h"
 #include "message/message_file.h"
 #include "pop3/mail_server.h"
@@ -41,6 +42,7 @@ struct DownloadedStore::Batch {
   LastDownload state;
   std::shared_ptr<MailMessage> failed;  ///< the last message whose row could not be made
   std::vector<std::shared_ptr<MailMessage>> recorded;  ///< stored with their records
+  std::optional<int32_t> row;                          ///< the identifier of a row of this attempt
 };
 
 bool DownloadedStore::StoreMessages(MailMessages& messages, bool delete_on_server,
@@ -78,7 +80,7 @@ bool DownloadedStore::Store(MailMessages& messages, bool whole, bool delete_on_s
     } else {
       first = BatchEnd(items, last);
     }
-    Batch batch{items, first, last, whole, whole, state, nullptr, {}};
+    Batch batch{items, first, last, whole, whole, state, nullptr, {}, {}};
     Outcome outcome = StoreBatch(batch, "MailEngine.StoreDownloaded");
     if (outcome == Outcome::kFailed && first != last) {
       one_by_one = last - first + 1;
@@ -114,17 +116,24 @@ DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* p
     batch.state = before;
     batch.failed = nullptr;
     batch.recorded.clear();
+    batch.row.reset();
   };
   const auto take_back = [&] {
     forget();
     if (length >= 0) file.Truncate(length);
     RemoveFiles(files);
   };
+  const auto store_in = [&](BinaryFile& target) {
+    RetriedTransaction(
+        connection_, Transaction::Kind::kAllocating,
+        [&] {
+          take_back();
+          WriteBatch(batch, target, files);
+        },
+        [&] { return !batch.row || HasMessageOf(connection_, account_->UserId(), *batch.row); });
+  };
   try {
-    RetriedTransaction(connection_, Transaction::Kind::kAllocating, [&] {
-      take_back();
-      WriteBatch(batch, file, files);
-    });
+    store_in(file);
   } catch (const FilesNotWritten& fault) {
     take_back();
     WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());
@@ -132,10 +141,7 @@ DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* p
     // The last word on this message: its row, without a record.
     batch.with_records = false;
     BinaryFile none;
-    RetriedTransaction(connection_, Transaction::Kind::kAllocating, [&] {
-      take_back();
-      WriteBatch(batch, none, files);
-    });
+    store_in(none);
   } catch (const CommitInDoubt&) {
     // The rows may be there: then their records and files have to be there too.
     forget();
@@ -199,6 +205,7 @@ void DownloadedStore::WriteBatch(Batch& batch, BinaryFile& file, std::vector<std
     }
     if (!connection_.HasTransactions()) sync();
     row->Update();
+    batch.row = message->Id();
   }
   row->Close();
   sync();

@@ -1,7 +1,7 @@
 #include "engine/last_download.h"
 
-#include "engine/retried_transaction.h"
 #include "facade/mail_user.h"
+#include "frame/retried_transaction.h"
 #include "frame/sql_text.h"
 #include "mime/mail_date.h"
 #include "pop3/received_time.h"
@@ -31,35 +31,42 @@ LastDownload ReadLastDownload(Connection& connection, const MailUser& account,
   LastDownload state;
   // Allocating, also where the row is there: a run that died may have left a commit behind that its
   // server is still at work on, and the look-ups that follow have to see its rows.
-  RetriedTransaction(connection, Transaction::Kind::kAllocating, [&] {
-    const auto row = OpenRow(connection, account);
-    if (row->Eof()) {
-      state = {std::string(kFirstMoment), !first_download};
-      AddRow(connection, account, *row);
-      row->SetField("Data", ArrangeDateOrder(state.time, account.DayFirst()));
-    } else {
-      const Any time = row->Field("Data");
-      state.time = time.ToText().empty()
-                       ? std::string(kFirstMoment)
-                       : PadDate(ArrangeDateOrder(time.ToText(), account.DayFirst()));
-      state.look_up = row->Field("Error").ToBool().value_or(true);
-    }
-    row->SetField("Error", true);
-    row->Update();
-    row->Close();
-  });
+  // Made twice, it finds its own mark and looks every message up: that costs time and nothing else.
+  RetriedTransaction(
+      connection, Transaction::Kind::kAllocating,
+      [&] {
+        const auto row = OpenRow(connection, account);
+        if (row->Eof()) {
+          state = {std::string(kFirstMoment), !first_download};
+          AddRow(connection, account, *row);
+          row->SetField("Data", ArrangeDateOrder(state.time, account.DayFirst()));
+        } else {
+          const Any time = row->Field("Data");
+          state.time = time.ToText().empty()
+                           ? std::string(kFirstMoment)
+                           : PadDate(ArrangeDateOrder(time.ToText(), account.DayFirst()));
+          state.look_up = row->Field("Error").ToBool().value_or(true);
+        }
+        row->SetField("Error", true);
+        row->Update();
+        row->Close();
+      },
+      MadeAgain);
   return state;
 }
 
 void WriteLastDownload(Connection& connection, const MailUser& account, const LastDownload& state) {
-  RetriedTransaction(connection, Transaction::Kind::kAllocating, [&] {
-    const auto row = OpenRow(connection, account);
-    if (row->Eof()) AddRow(connection, account, *row);
-    row->SetField("Data", ArrangeDateOrder(state.time, account.DayFirst()));
-    row->SetField("Error", state.look_up);
-    row->Update();
-    row->Close();
-  });
+  RetriedTransaction(
+      connection, Transaction::Kind::kAllocating,
+      [&] {
+        const auto row = OpenRow(connection, account);
+        if (row->Eof()) AddRow(connection, account, *row);
+        row->SetField("Data", ArrangeDateOrder(state.time, account.DayFirst()));
+        row->SetField("Error", state.look_up);
+        row->Update();
+        row->Close();
+      },
+      MadeAgain);
 }
 
 }  // namespace korvane

@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "engine/engine_session.h"
-#include "engine/retried_transaction.h"
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "frame/files.h"
+#include "frame/retried_transaction.h"
 #include "message/message_file.h"
 #include "pop3/message_traits.h"
 
@@ -94,13 +94,16 @@ std::shared_ptr<MailMessage> MailEngine::LoadStored(int32_t message_id, int64_t 
 
 /// A message that is open is shown even where it cannot be marked.
 void MailEngine::MarkRead(int32_t message_id) try {
-  RetriedTransaction(*connection_, Transaction::Kind::kPlain, [&] {
-    const auto row = OpenRow(message_id);
-    if (row->Eof() || row->Field("Letto").ToBool().value_or(false)) return;
-    row->SetField("Letto", true);
-    row->Update();
-    row->Close();
-  });
+  RetriedTransaction(
+      *connection_, Transaction::Kind::kPlain,
+      [&] {
+        const auto row = OpenRow(message_id);
+        if (row->Eof() || row->Field("Letto").ToBool().value_or(false)) return;
+        row->SetField("Letto", true);
+        row->Update();
+        row->Close();
+      },
+      MadeAgain);
 } catch (const DatabaseError& fault) {
   TakeFault("MailEngine.GetMessage", fault);
 }
@@ -178,10 +181,17 @@ bool MailEngine::StoreFetched(const FetchPlan& plan, std::shared_ptr<MailMessage
   message.SetId(plan.id_mail);
   bool stored = false;
   try {
-    RetriedTransaction(*connection_, Transaction::Kind::kPlain, [&] {
-      take_back();
-      stored = WriteFetched(plan, message, file, files);
-    });
+    RetriedTransaction(
+        *connection_, Transaction::Kind::kPlain,
+        [&] {
+          take_back();
+          stored = WriteFetched(plan, message, file, files);
+        },
+        [&] {
+          // The row was made to point at the record: nobody else can, under the user's lock.
+          const auto row = OpenRow(plan.id_mail);
+          return !row->Eof() && row->Field("body_scaricato").ToInt64().value_or(-1) == length + 1;
+        });
   } catch (const CommitInDoubt&) {
     throw;  // the row may point at the record
   } catch (...) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "frame/retried_transaction.h"
 #include "frame/sql_text.h"
 
 namespace korvane {
@@ -65,7 +66,14 @@ std::optional<AccountEntry> AccountDirectory::Find(int32_t user, int32_t account
 
 int32_t AccountDirectory::Add(int32_t user, const AccountEntry& account,
                               const std::string& password) {
-  Transaction transaction(database_, Transaction::Kind::kAllocating);
+  int32_t id = 0;
+  RetriedTransaction(database_, Transaction::Kind::kAllocating,
+                     [&] { id = AddOnce(user, account, password); });
+  return id;
+}
+
+int32_t AccountDirectory::AddOnce(int32_t user, const AccountEntry& account,
+                                  const std::string& password) {
   const bool first = List(user).empty();
   // A number that messages of the user's removed accounts still carry would make them this
   // account's. Messages saved here carry -1. Other users' rows do not matter, and reading them all
@@ -92,13 +100,20 @@ int32_t AccountDirectory::Add(int32_t user, const AccountEntry& account,
   row->Update();
   row->Close();
   if (first || account.is_default) SetDefault(user, link);
-  transaction.Commit();
   return id;
 }
 
 bool AccountDirectory::Change(int32_t user, const AccountEntry& account,
                               const std::optional<std::string>& password) {
-  Transaction transaction(database_);
+  bool done = false;
+  RetriedTransaction(
+      database_, Transaction::Kind::kPlain, [&] { done = ChangeOnce(user, account, password); },
+      MadeAgain);
+  return done;
+}
+
+bool AccountDirectory::ChangeOnce(int32_t user, const AccountEntry& account,
+                                  const std::optional<std::string>& password) {
   if (database_.Execute(LinkOf(user, account.id))->Eof()) return false;
   auto row = database_.Open("SELECT * FROM account_email WHERE Id_account_email=" +
                             std::to_string(account.id));
@@ -106,12 +121,18 @@ bool AccountDirectory::Change(int32_t user, const AccountEntry& account,
   Fill(*row, account, password);
   row->Update();
   row->Close();
-  transaction.Commit();
   return true;
 }
 
 bool AccountDirectory::Remove(int32_t user, int32_t account) {
-  Transaction transaction(database_);
+  bool done = false;
+  RetriedTransaction(
+      database_, Transaction::Kind::kPlain, [&] { done = RemoveOnce(user, account); },
+      [&] { return done && database_.Execute(LinkOf(user, account))->Eof(); });
+  return done;
+}
+
+bool AccountDirectory::RemoveOnce(int32_t user, int32_t account) {
   const auto link = database_.Execute(LinkOf(user, account));
   if (link->Eof()) return false;
   const std::string number =
@@ -133,17 +154,20 @@ bool AccountDirectory::Remove(int32_t user, int32_t account) {
   const Any next = FirstValue(
       database_, "SELECT MIN(Id_account_email_utenti) FROM account_email_utenti" + of_user);
   if (was_default && !next.IsNull()) SetDefault(user, next.ToInt32().value_or(0));
-  transaction.Commit();
   return true;
 }
 
 bool AccountDirectory::MakeDefault(int32_t user, int32_t account) {
-  Transaction transaction(database_);
-  const auto link = database_.Execute(LinkOf(user, account));
-  if (link->Eof()) return false;
-  SetDefault(user, link->Field("Id_account_email_utenti").ToInt32().value_or(0));
-  transaction.Commit();
-  return true;
+  bool done = false;
+  RetriedTransaction(
+      database_, Transaction::Kind::kPlain,
+      [&] {
+        const auto link = database_.Execute(LinkOf(user, account));
+        done = !link->Eof();
+        if (done) SetDefault(user, link->Field("Id_account_email_utenti").ToInt32().value_or(0));
+      },
+      MadeAgain);
+  return done;
 }
 
 void AccountDirectory::SetDefault(int32_t user, int32_t link) {

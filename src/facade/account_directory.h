@@ -44,6 +44,10 @@ class AccountDirectory {
   bool MakeDefault(int32_t user, int32_t account);
 
  private:
+  int32_t AddOnce(int32_t user, const AccountEntry& account, const std::string& password);
+  bool ChangeOnce(int32_t user, const AccountEntry& account,
+                  const std::optional<std::string>& password);
+  bool RemoveOnce(int32_t user, int32_t account);
   void SetDefault(int32_t user, int32_t link);
 
   Connection& database_;

@@ -52,6 +52,7 @@ class EngineConnection final : public Connection {
     session_->driver->Rollback();
   }
   bool HasTransactions() const override { return true; }
+  bool Reopens() const override { return session_->driver->Reopens(); }
 
   void BeginReading() override {
     CheckIdle();
@@ -97,6 +98,16 @@ class EngineConnection final : public Connection {
 }  // namespace
 
 std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url, bool create) {
+  if (url.servers.size() > 1) {
+    for (size_t i = 0; i + 1 < url.servers.size(); ++i) {
+      try {
+        return OpenDriver(url.AtServer(i), create);
+      } catch (const DatabaseError&) {
+        // The last one says what is wrong.
+      }
+    }
+    return OpenDriver(url.AtServer(url.servers.size() - 1), create);
+  }
   if (!url.odbc.empty()) return OpenOdbc(url, create);
   switch (url.dialect) {
     case Dialect::kSqlite:
@@ -115,7 +126,7 @@ std::shared_ptr<Connection> ConnectionOver(std::unique_ptr<Driver> driver, bool 
 
 std::shared_ptr<Connection> OpenDatabase(const std::string& text) {
   const DatabaseUrl url = DatabaseUrl::Parse(text);
-  return ConnectionOver(OpenDriver(url, false), url.MonthFirst());
+  return ConnectionOver(OpenReopeningDriver(url), url.MonthFirst());
 }
 
 }  // namespace korvane

@@ -29,6 +29,7 @@ class DatabaseError : public std::runtime_error {
     kBusy,            ///< somebody else holds what is needed; a retry may help
     kDeadlock,        ///< the engine chose this transaction to give way; a retry helps
     kConnectionLost,  ///< the connection is gone; what was not committed is undone
+    kUnavailable,     ///< the server takes no statements now: it stands by, or lost its cluster
     kChanged,         ///< the row was changed or deleted by somebody else since it was read
     kOther,
   };
@@ -110,6 +111,10 @@ class Connection : public Object {
   virtual void Rollback() {}
   virtual bool HasTransactions() const { return false; }
 
+  /// True when a lost connection is opened again by the next statement, or the next transaction
+  /// where something was written in this one. A lost transaction can then be done again.
+  virtual bool Reopens() const { return false; }
+
   /// Which order the account's date texts have from here on, for a connection whose dates are no
   /// texts and can be written either way. One that has an order of its own keeps it.
   virtual void MonthFirst(bool month_first) { (void)month_first; }
@@ -180,8 +185,12 @@ class Transaction {
 };
 
 /// Opens a database by URL: "sqlite:///path/mail.db", "postgresql://user@host/name",
-/// "mysql://user@host/name"; options follow "?", among them "dates=month-first". Throws
-/// DatabaseError; its text never holds a password.
+/// "mysql://user@host/name", with several hosts "mysql://user@one,other/name"; options follow "?",
+/// among them "dates=month-first". Throws DatabaseError; its text never holds a password.
+///
+/// A server's connection that is lost is opened again, on the next host where its own does not
+/// answer, and what was asked is asked again, as long as nothing was written in the transaction. A
+/// change outside a transaction whose answer never came is CommitInDoubt.
 std::shared_ptr<Connection> OpenDatabase(const std::string& url);
 
 }  // namespace korvane

@@ -69,6 +69,27 @@ void ParseOptions(std::string_view text, DatabaseUrl& url) {
   }
 }
 
+DatabaseUrl::Server ParseHost(std::string_view text) {
+  DatabaseUrl::Server server;
+  std::string_view port;
+  if (text.starts_with('[')) {  // an IPv6 address
+    const size_t end = text.find(']');
+    if (end == std::string_view::npos) Refuse("] expected behind the address");
+    server.host = text.substr(1, end - 1);
+    port = text.substr(end + 1);
+  } else {
+    const size_t colon = std::min(text.find(':'), text.size());
+    server.host = PercentDecoded(text.substr(0, colon));
+    port = text.substr(colon);
+  }
+  if (!port.empty()) {
+    const auto number = port.starts_with(':') ? Number(port.substr(1), 65535) : std::nullopt;
+    if (!number) Refuse("the port is no number");
+    server.port = *number;
+  }
+  return server;
+}
+
 void ParseServer(std::string_view rest, DatabaseUrl& url) {
   if (!rest.starts_with("//")) Refuse("// expected behind the engine's name");
   rest.remove_prefix(2);
@@ -83,22 +104,20 @@ void ParseServer(std::string_view rest, DatabaseUrl& url) {
     url.password = PercentDecoded(credentials.substr(std::min(colon + 1, credentials.size())));
     authority.remove_prefix(at + 1);
   }
-  std::string_view port;
-  if (authority.starts_with('[')) {  // an IPv6 address
-    const size_t end = authority.find(']');
-    if (end == std::string_view::npos) Refuse("] expected behind the address");
-    url.host = authority.substr(1, end - 1);
-    port = authority.substr(end + 1);
-  } else {
-    const size_t colon = std::min(authority.find(':'), authority.size());
-    url.host = PercentDecoded(authority.substr(0, colon));
-    port = authority.substr(colon);
+  while (true) {
+    const size_t comma = std::min(authority.find(','), authority.size());
+    url.servers.push_back(ParseHost(authority.substr(0, comma)));
+    if (comma == authority.size()) break;
+    authority.remove_prefix(comma + 1);
   }
-  if (!port.empty()) {
-    const auto number = port.starts_with(':') ? Number(port.substr(1), 65535) : std::nullopt;
-    if (!number) Refuse("the port is no number");
-    url.port = *number;
+  url.among_several = url.servers.size() > 1;
+  if (url.among_several && std::ranges::any_of(url.servers, [](const DatabaseUrl::Server& server) {
+        return server.host.empty();
+      })) {
+    Refuse("a host is missing in the list");
   }
+  url.host = url.servers.front().host;
+  url.port = url.servers.front().port;
 }
 
 void ParseFile(std::string_view rest, DatabaseUrl& url) {
@@ -142,6 +161,14 @@ DatabaseUrl DatabaseUrl::Parse(const std::string& text) {
     Refuse("the engine is not one of sqlite, postgresql, mysql and odbc");
   }
   return url;
+}
+
+DatabaseUrl DatabaseUrl::AtServer(size_t index) const {
+  DatabaseUrl one = *this;
+  one.servers = {servers.at(index)};
+  one.host = one.servers.front().host;
+  one.port = one.servers.front().port;
+  return one;
 }
 
 int32_t DatabaseUrl::BusyTimeout() const {

@@ -19,6 +19,10 @@ inline constexpr const char* kMariadbTakeLock =
 inline constexpr const char* kMariadbGiveLock =
     "DO RELEASE_LOCK(CONCAT('korvane.', MD5(DATABASE())))";
 
+/// On a node of a Galera cluster, what was committed on another one before is seen here. It costs a
+/// round trip between the nodes for each statement that reads outside a transaction.
+inline constexpr const char* kGaleraCausalReads = "SET SESSION wsrep_sync_wait=1";
+
 /// What a lock is waited for, in the whole seconds that MariaDB knows.
 int32_t LockSeconds(int32_t busy_timeout);
 

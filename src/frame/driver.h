@@ -83,6 +83,9 @@ class Driver {
   /// would cost more than they save.
   virtual void BeginReading() {}
   virtual void EndReading() {}
+
+  /// See Connection::Reopens.
+  virtual bool Reopens() const { return false; }
 };
 
 std::unique_ptr<Driver> OpenSqlite(const DatabaseUrl& url, bool create);
@@ -90,8 +93,11 @@ std::unique_ptr<Driver> OpenPostgresql(const DatabaseUrl& url);
 std::unique_ptr<Driver> OpenMariadb(const DatabaseUrl& url);
 std::unique_ptr<Driver> OpenOdbc(const DatabaseUrl& url, bool create);
 
-/// The driver that a connection string asks for. `create` makes the file of an SQLite database.
+/// The driver that a connection string asks for, over the first of its servers that answers.
+/// `create` makes the file of an SQLite database.
 std::unique_ptr<Driver> OpenDriver(const DatabaseUrl& url, bool create);
+/// A driver over servers that may go away: it is opened again. An embedded engine's is as it is.
+std::unique_ptr<Driver> OpenReopeningDriver(const DatabaseUrl& url);
 /// The connection that the layers above see, over any driver.
 std::shared_ptr<Connection> ConnectionOver(std::unique_ptr<Driver> driver, bool month_first);
 

@@ -3,6 +3,12 @@
 #include <mysql.h>
 #include <mysqld_error.h>
 
+#ifdef __linux__
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -28,6 +34,9 @@ Kind KindOf(unsigned int code) {
     case ER_LOCK_DEADLOCK:
     case ER_CHECKREAD:
       return Kind::kDeadlock;
+    case ER_UNKNOWN_COM_ERROR:  // how a node of a cluster says that it has lost the others
+      return Kind::kUnavailable;
+    case ER_ERROR_DURING_COMMIT:  // of a cluster: nobody knows what the others have of it
     case CR_SERVER_GONE_ERROR:
     case CR_SERVER_LOST:
     case CR_SERVER_LOST_EXTENDED:
@@ -65,6 +74,20 @@ ColumnKind KindOfField(const MYSQL_FIELD& field) {
   }
 }
 
+/// A server whose machine is gone says nothing at all: it counts as lost after half a minute.
+void WatchConnection([[maybe_unused]] my_socket socket) {
+#ifdef __linux__
+  const auto set = [&](int level, int option, int value) {
+    setsockopt(socket, level, option, &value, sizeof value);
+  };
+  set(SOL_SOCKET, SO_KEEPALIVE, 1);
+  set(IPPROTO_TCP, TCP_KEEPIDLE, 10);
+  set(IPPROTO_TCP, TCP_KEEPINTVL, 5);
+  set(IPPROTO_TCP, TCP_KEEPCNT, 4);
+  set(IPPROTO_TCP, TCP_USER_TIMEOUT, 30'000);
+#endif
+}
+
 class MariadbDriver final : public Driver {
  public:
   explicit MariadbDriver(const DatabaseUrl& url)
@@ -72,7 +95,7 @@ class MariadbDriver final : public Driver {
     connection_.reset(mysql_init(nullptr));
     if (!connection_) throw DatabaseError(Kind::kOther, "mariadb: out of memory");
     MYSQL* connection = connection_.get();
-    const unsigned int connect_timeout = 10;
+    const auto connect_timeout = static_cast<unsigned int>(url.ConnectSeconds());
     const unsigned int local_files = 0;
     const my_bool yes = 1;
     mysql_options(connection, MYSQL_OPT_CONNECT_TIMEOUT, &connect_timeout);
@@ -102,11 +125,21 @@ class MariadbDriver final : public Driver {
     for (const std::string& setting : SessionSettings(Dialect::kMariadb, url.BusyTimeout())) {
       Command(setting);
     }
+    if (url.Option("causal-reads") != "off") {
+      try {
+        Command(kGaleraCausalReads);
+      } catch (const DatabaseError& fault) {
+        if (fault.kind() != Kind::kOther) throw;
+        // A server that cannot be part of a cluster does not know the word.
+      }
+    }
+    WatchConnection(mysql_get_socket(connection));
   }
 
   Dialect dialect() const override { return Dialect::kMariadb; }
 
   Rows Run(const std::string& text, std::span<const Parameter> parameters) override {
+    CheckUsable();
     MYSQL_STMT** kept = statements_.Find(text);
     MYSQL_STMT* statement = kept ? *kept : statements_.Insert(text, Prepare(text));
     if (mysql_stmt_param_count(statement) != parameters.size()) {
@@ -160,13 +193,36 @@ class MariadbDriver final : public Driver {
   std::string Message(const char* what) const {
     return url_.WithoutPassword(std::string("mariadb: ") + what);
   }
-  [[noreturn]] void Throw(MYSQL_STMT* statement) const {
-    throw DatabaseError(KindOf(mysql_stmt_errno(statement)), Message(mysql_stmt_error(statement)));
+  [[noreturn]] void Throw(MYSQL_STMT* statement) {
+    Throw(mysql_stmt_errno(statement), mysql_stmt_error(statement));
+  }
+  /// `error` is copied before anything else is asked.
+  [[noreturn]] void Throw(unsigned int code, const std::string& error) {
+    const bool lost_cluster =
+        code == ER_UNKNOWN_COM_ERROR || (code == ER_LOCK_WAIT_TIMEOUT && LostCluster());
+    if (!lost_cluster) throw DatabaseError(KindOf(code), Message(error.c_str()));
+    const std::string what = "this node has no cluster and takes no statements: " + error;
+    throw DatabaseError(Kind::kUnavailable, Message(what.c_str()));
+  }
+  /// A node without its cluster calls it a lock time-out when it cannot see what the others have.
+  bool LostCluster() {
+    return ShowsValue("VARIABLES LIKE 'wsrep_on'", "ON") &&
+           ShowsValue("STATUS LIKE 'wsrep_ready'", "OFF");
+  }
+  bool ShowsValue(const char* what, std::string_view value) {
+    const std::string text = std::string("SHOW ") + what;
+    if (mysql_real_query(connection_.get(), text.data(), text.size())) return false;
+    struct FreeResult {
+      void operator()(MYSQL_RES* result) const { mysql_free_result(result); }
+    };
+    const std::unique_ptr<MYSQL_RES, FreeResult> result(mysql_store_result(connection_.get()));
+    const MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
+    return row && row[1] && value == row[1];
   }
   void Command(const std::string& text) {
+    CheckUsable();
     if (mysql_real_query(connection_.get(), text.data(), text.size())) {
-      throw DatabaseError(KindOf(mysql_errno(connection_.get())),
-                          Message(mysql_error(connection_.get())));
+      Throw(mysql_errno(connection_.get()), mysql_error(connection_.get()));
     }
     // A query's rows would otherwise block the next statement.
     mysql_free_result(mysql_store_result(connection_.get()));
@@ -174,7 +230,15 @@ class MariadbDriver final : public Driver {
   void GiveLock() {
     if (!holds_lock_) return;
     holds_lock_ = false;
-    Command(kMariadbGiveLock);
+    try {
+      Command(kMariadbGiveLock);
+    } catch (const DatabaseError&) {
+      // What was committed is, whatever became of the lock; that ends with the connection.
+      broken_ = true;
+    }
+  }
+  void CheckUsable() const {
+    if (broken_) throw DatabaseError(Kind::kConnectionLost, "mariadb: the connection was given up");
   }
 
   MYSQL_STMT* Prepare(const std::string& text) {
@@ -183,10 +247,10 @@ class MariadbDriver final : public Driver {
     const my_bool yes = 1;
     mysql_stmt_attr_set(statement, STMT_ATTR_UPDATE_MAX_LENGTH, &yes);
     if (mysql_stmt_prepare(statement, text.data(), text.size())) {
-      const Kind kind = KindOf(mysql_stmt_errno(statement));
-      const std::string what = Message(mysql_stmt_error(statement));
+      const unsigned int code = mysql_stmt_errno(statement);
+      const std::string what = mysql_stmt_error(statement);
       mysql_stmt_close(statement);
-      throw DatabaseError(kind, what);
+      Throw(code, what);
     }
     return statement;
   }
@@ -260,6 +324,7 @@ class MariadbDriver final : public Driver {
   DatabaseUrl url_;
   int64_t lock_seconds_;
   bool holds_lock_ = false;
+  bool broken_ = false;
   std::unique_ptr<MYSQL, CloseConnection> connection_;
   StatementCache<MYSQL_STMT*> statements_{
       [](MYSQL_STMT*& statement) { mysql_stmt_close(statement); }};

@@ -72,13 +72,15 @@ Kind KindOf(Dialect dialect, std::string_view state, int native, std::string_vie
       if (state == "23505") return Kind::kDuplicateKey;
       if (state == "55P03" || state == "53300") return Kind::kBusy;
       if (state == "40P01" || state == "40001") return Kind::kDeadlock;
+      if (state == "25006") return Kind::kUnavailable;
       if (state.starts_with("57P")) return Kind::kConnectionLost;
       break;
     case Dialect::kMariadb:
       if (native == 1062) return Kind::kDuplicateKey;
       if (native == 1205 || native == 1040) return Kind::kBusy;
       if (native == 1213 || native == 1020) return Kind::kDeadlock;
-      if (native == 2006 || native == 2013 || native == 1053 || native == 1927) {
+      if (native == 1047) return Kind::kUnavailable;
+      if (native == 2006 || native == 2013 || native == 1053 || native == 1927 || native == 1180) {
         return Kind::kConnectionLost;
       }
       break;

@@ -24,6 +24,7 @@ Kind KindOf(std::string_view state) {
   if (state == "23505") return Kind::kDuplicateKey;
   if (state == "55P03" || state == "53300") return Kind::kBusy;
   if (state == "40P01" || state == "40001") return Kind::kDeadlock;
+  if (state == "25006") return Kind::kUnavailable;  // it became a standby
   if (state.starts_with("08") || state.starts_with("57P")) return Kind::kConnectionLost;
   return Kind::kOther;
 }
@@ -69,7 +70,14 @@ class PostgresqlDriver final : public Driver {
     const std::string ssl_mode = url.Option("sslmode");
     const std::string ssl_root = url.Option("sslrootcert");
     const std::string encoding = "UTF8";
-    const std::string wait = "10";
+    const std::string wait = std::to_string(url.ConnectSeconds());
+    // A server whose machine is gone says nothing at all: it counts as lost after half a minute.
+    const std::string idle = "10";
+    const std::string interval = "5";
+    const std::string count = "4";
+    const std::string silence = "30000";
+    // Among several, a standby is not the one.
+    const std::string attributes = url.among_several ? "read-write" : "";
     set("host", socket.empty() ? url.host : socket);
     set("port", port);
     set("user", url.user);
@@ -77,6 +85,11 @@ class PostgresqlDriver final : public Driver {
     set("dbname", url.name);
     set("client_encoding", encoding);
     set("connect_timeout", wait);
+    set("keepalives_idle", idle);
+    set("keepalives_interval", interval);
+    set("keepalives_count", count);
+    set("tcp_user_timeout", silence);
+    set("target_session_attrs", attributes);
     set("options", settings);
     set("sslmode", ssl_mode);
     set("sslrootcert", ssl_root);

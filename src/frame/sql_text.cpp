@@ -29,4 +29,10 @@ int32_t NextIdentifier(Connection& connection, const std::string& statement) {
   return static_cast<int32_t>(*number + 1);
 }
 
+bool HasMessageOf(Connection& connection, int32_t user_id, int32_t id_mail) {
+  const auto row =
+      connection.Execute("SELECT id_utente FROM mail WHERE id_mail=" + std::to_string(id_mail));
+  return !row->Eof() && row->Field("id_utente").ToInt32() == user_id;
+}
+
 }  // namespace korvane

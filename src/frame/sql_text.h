@@ -21,4 +21,9 @@ Any FirstValue(Connection& connection, const std::string& statement);
 /// Connection::BeginAllocating. Throws DatabaseError.
 int32_t NextIdentifier(Connection& connection, const std::string& statement);
 
+/// True when that message is there and the user's. Under the user's lock and the one for
+/// identifiers it tells whether a commit in doubt was made: nobody else adds rows of this user
+/// then.
+bool HasMessageOf(Connection& connection, int32_t user_id, int32_t id_mail);
+
 }  // namespace korvane

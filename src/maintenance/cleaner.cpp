@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "frame/files.h"
+#include "frame/retried_transaction.h"
 #include "frame/sql_text.h"
 #include "maintenance/compaction_steps.h"
 #include "message/message_file.h"
@@ -26,7 +27,7 @@ namespace korvane {
 
 namespace {
 
-constexpr int kAttempts = 5;
+constexpr int kAttempts = 10;
 
 [[noreturn]] void Fail(const std::string& what) { throw std::runtime_error("compaction: " + what); }
 
@@ -275,32 +276,30 @@ bool CompactOnce(Connection& connection, const std::string& path_messages, int32
 
 bool RecordDeletedSize(Connection& connection, int32_t user_id, int32_t added) {
   const std::string user = std::to_string(user_id);
-  for (int attempt = 1;; ++attempt) {
-    try {
-      Transaction transaction(connection, Transaction::Kind::kAllocating);
-      const auto row = connection.Open("SELECT * FROM Pulizia WHERE id_utente=" + user);
-      if (!row->Eof()) {
-        const int64_t dead = row->Field("dim_msg_canc_file").ToInt64().value_or(0);
-        row->SetField("dim_msg_canc_file", Any(Clamped(dead + added)));
-      } else {
-        // The rows just marked as deleted are among these.
-        const Any sum =
-            FirstValue(connection, "SELECT SUM(dimensione) FROM mail WHERE id_utente=" + user +
-                                       " AND Cancellata=" + "-1" + " AND body_scaricato<>-1");
-        const int32_t id = NextIdentifier(connection, "SELECT MAX(id_pulizia) FROM Pulizia");
-        row->AddNew();
-        row->SetField("id_pulizia", Any(id));
-        row->SetField("id_utente", Any(user_id));
-        row->SetField("dim_msg_canc_file", Any(Clamped(sum.ToInt64().value_or(0))));
-      }
-      row->Update();
-      row->Close();
-      transaction.Commit();
-      return true;
-    } catch (const DatabaseError& fault) {
-      if (!fault.Retryable() || attempt == kAttempts) throw;
-    }
-  }
+  // Counted twice, the bytes only bring the next compaction nearer.
+  RetriedTransaction(
+      connection, Transaction::Kind::kAllocating,
+      [&] {
+        const auto row = connection.Open("SELECT * FROM Pulizia WHERE id_utente=" + user);
+        if (!row->Eof()) {
+          const int64_t dead = row->Field("dim_msg_canc_file").ToInt64().value_or(0);
+          row->SetField("dim_msg_canc_file", Any(Clamped(dead + added)));
+        } else {
+          // The rows just marked as deleted are among these.
+          const Any sum =
+              FirstValue(connection, "SELECT SUM(dimensione) FROM mail WHERE id_utente=" + user +
+                                         " AND Cancellata=" + "-1" + " AND body_scaricato<>-1");
+          const int32_t id = NextIdentifier(connection, "SELECT MAX(id_pulizia) FROM Pulizia");
+          row->AddNew();
+          row->SetField("id_pulizia", Any(id));
+          row->SetField("id_utente", Any(user_id));
+          row->SetField("dim_msg_canc_file", Any(Clamped(sum.ToInt64().value_or(0))));
+        }
+        row->Update();
+        row->Close();
+      },
+      MadeAgain);
+  return true;
 }
 
 int32_t CompactMessageFile(Connection& connection, const std::string& path_messages,
@@ -316,24 +315,36 @@ int32_t CompactMessageFile(Connection& connection, const std::string& path_messa
 
   const MessageFileLock lock(connection, path_messages, user_id);
   Require(lock.Held(), "the user's lock cannot be taken");
-  try {
-    for (int attempt = 1; !CompactOnce(connection, path_messages, user_id, steps); ++attempt) {
-      Require(attempt < kAttempts, "the user's rows keep changing");
-    }
-  } catch (...) {
-    // The fault is the caller's to hear of; the files go back to where the rows point, now if the
-    // database can say where that is, else by whoever takes the lock next.
+  // The fault is the caller's to hear of, unless it was somebody else's doing; the files go back to
+  // where the rows point, now if the database can say where that is, else by whoever takes the lock
+  // next.
+  const auto go_back = [&] {
     try {
       RecoverMessageFile(connection, path_messages, user_id);
       if (!FileExists(BackupFilePath(path_messages, user_id))) {
         RemoveFile(CompactedFilePath(path_messages, user_id));
         RemoveFile(PlanFilePath(path_messages, user_id));
       }
+      return true;
     } catch (const std::exception&) {
+      return false;
     }
-    throw;
+  };
+  Attempts attempts(kTransactionPatience, kAttempts);
+  while (true) {
+    try {
+      if (CompactOnce(connection, path_messages, user_id, steps)) return 0;
+      Require(attempts.Next(), "the user's rows keep changing");
+    } catch (const DatabaseError& fault) {
+      const bool lost = fault.kind() == DatabaseError::Kind::kConnectionLost;
+      const bool helps = lost ? connection.Reopens() : fault.Retryable();
+      const bool back = go_back();
+      if (!back || !helps || !attempts.Next()) throw;
+    } catch (...) {
+      go_back();
+      throw;
+    }
   }
-  return 0;
 }
 
 bool RecoverCompaction(Connection& connection, const std::string& path_messages, int32_t user_id) {

@@ -150,7 +150,9 @@ class MailMessage : public Object, public ErrorState {
   bool SyncRecord(BinaryFile& file, int64_t position, const std::vector<std::string>& written);
   bool FillRow(Recordset& row, const StoreOptions& options, int64_t position);
   bool ReadRecord(RecordReader& reader);
-  int32_t SaveOnce(Connection& connection, BinaryFile& file);
+  int32_t SaveInto(Connection& connection, BinaryFile& file);
+  int32_t AddSaved(Connection& connection, BinaryFile& file, int64_t& position,
+                   std::vector<std::string>& written);
 
   std::shared_ptr<MailUser> account_;
   int32_t id_ = -1;

@@ -5,6 +5,7 @@
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "frame/files.h"
+#include "frame/retried_transaction.h"
 #include "frame/sql_text.h"
 #include "message/address_fields.h"
 #include "message/mail_message.h"
@@ -56,16 +57,7 @@ bool MailMessage::NM_Save(const std::shared_ptr<Connection>& cnnDataBase, int32_
       const MessageFileLock lock(*cnnDataBase, *account_);
       BinaryFile file;
       if (lock.Held() && file.Open(MessageFilePath(*account_), BinaryFile::Mode::kReadWrite)) {
-        // Somebody else may take the number between the question for it and the row.
-        constexpr int kAttempts = 20;
-        for (int attempt = 1;; ++attempt) {
-          try {
-            fault = SaveOnce(*cnnDataBase, file);
-            break;
-          } catch (const DatabaseError& refusal) {
-            if (!refusal.Retryable() || attempt == kAttempts) throw;
-          }
-        }
+        fault = SaveInto(*cnnDataBase, file);
       }
     } catch (const std::exception& cause) {
       fault = error::NewMessageNotStored;
@@ -81,39 +73,56 @@ bool MailMessage::NM_Save(const std::shared_ptr<Connection>& cnnDataBase, int32_
   return NoError();
 }
 
-int32_t MailMessage::SaveOnce(Connection& connection, BinaryFile& file) {
+/// Somebody else may take the number between the question for it and the row.
+int32_t MailMessage::SaveInto(Connection& connection, BinaryFile& file) {
+  int32_t fault = error::None;
   int64_t position = -1;
   std::vector<std::string> written;
+  const auto take_back = [&] {
+    if (position != -1) UndoStoredRecord(file, position, written);
+    position = -1;
+  };
   try {
-    Transaction transaction(connection, Transaction::Kind::kAllocating);
-    id_ = NextIdentifier(connection, "SELECT MAX(id_mail) FROM mail");
-    const auto row = connection.Open("mail");
-    row->AddNew();
-    row->SetField("Letto", Any(false));
-    row->SetField("DwnldCorrettoFAQ", Any(false));
-    StoreOptions options;
-    options.local = true;
-    if (!StoreRecordAndRow(*row, file, options, &written)) {
-      row->CancelUpdate();
-      row->Close();
-      return error::NewMessageNotStored;
-    }
-    position = row->Field("body_scaricato").ToInt32().value_or(-1);
-    if (position == -1) {
-      row->CancelUpdate();
-      row->Close();
-      return error::NewMessageWithoutRecord;
-    }
-    row->Update();
-    row->Close();
-    transaction.Commit();
-    return error::None;
+    RetriedTransaction(
+        connection, Transaction::Kind::kAllocating,
+        [&] {
+          take_back();
+          fault = AddSaved(connection, file, position, written);
+        },
+        [&] { return position == -1 || HasMessageOf(connection, account_->UserId(), id_); });
   } catch (const CommitInDoubt&) {
     throw;  // the row may be there, so its record has to stay
   } catch (const DatabaseError&) {
-    if (position != -1) UndoStoredRecord(file, position, written);
+    take_back();
     throw;
   }
+  return fault;
+}
+
+/// Inside the transaction: the record and the row. `position` is where a record stands.
+int32_t MailMessage::AddSaved(Connection& connection, BinaryFile& file, int64_t& position,
+                              std::vector<std::string>& written) {
+  id_ = NextIdentifier(connection, "SELECT MAX(id_mail) FROM mail");
+  const auto row = connection.Open("mail");
+  row->AddNew();
+  row->SetField("Letto", Any(false));
+  row->SetField("DwnldCorrettoFAQ", Any(false));
+  StoreOptions options;
+  options.local = true;
+  if (!StoreRecordAndRow(*row, file, options, &written)) {
+    row->CancelUpdate();
+    row->Close();
+    return error::NewMessageNotStored;
+  }
+  position = row->Field("body_scaricato").ToInt32().value_or(-1);
+  if (position == -1) {
+    row->CancelUpdate();
+    row->Close();
+    return error::NewMessageWithoutRecord;
+  }
+  row->Update();
+  row->Close();
+  return error::None;
 }
 
 }  // namespace korvane

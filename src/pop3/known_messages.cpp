@@ -1,6 +1,7 @@
 #include "pop3/known_messages.h"
 
 #include "facade/mail_user.h"
+#include "frame/retried_transaction.h"
 #include "frame/sql_text.h"
 #include "message/mail_message.h"
 #include "message/row_text.h"
@@ -63,9 +64,11 @@ KnownMessages::Answer KnownMessages::Ask(std::string_view table, const std::stri
 void KnownMessages::PutNumberBack(const Recordset& row, const MailMessage& message) try {
   if (row.Field("IdSulServer").ToInt32() != kDeletedOnServer) return;
   put_right_ = true;
-  connection_.Execute("UPDATE mail SET IdSulServer=" + std::to_string(message.IdOnServer()) +
-                      " WHERE id_mail=" + row.Field("id_mail").ToText() +
-                      " AND IdSulServer=" + std::to_string(kDeletedOnServer));
+  const std::string change = "UPDATE mail SET IdSulServer=" + std::to_string(message.IdOnServer()) +
+                             " WHERE id_mail=" + row.Field("id_mail").ToText() +
+                             " AND IdSulServer=" + std::to_string(kDeletedOnServer);
+  RetriedTransaction(
+      connection_, Transaction::Kind::kPlain, [&] { connection_.Execute(change); }, MadeAgain);
 } catch (const DatabaseError& fault) {
   // The message is known all the same, and the next look-up tries again.
   if (!fault.Retryable()) throw;

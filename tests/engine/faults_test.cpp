@@ -136,6 +136,79 @@ TEST_F(Faults, ALostConnectionWhileStoringLeavesNothingBehindAndTheServerUntouch
   EXPECT_EQ(Stored(), Expected(1, 5));
 }
 
+TEST_F(Faults, AConnectionLostWhileStoringThatComesBackIsNoError) {
+  for (int i = 1; i <= 5; ++i) dovecot.Deliver("bob", WithFile(i));
+  connection->reopens = true;
+  int updates = 0;
+  connection->on_update = [&](const std::string& statement, Recordset&) {
+    if (statement == "mail" && ++updates == 3) throw DatabaseError(Kind::kConnectionLost, "gone");
+  };
+  Request request(store, connection);
+  request.SyncWhole(true, true);
+  EXPECT_EQ(request.Error(), 0);
+  EXPECT_EQ(Stored(), Expected(1, 5));
+  EXPECT_EQ(dovecot.Count("bob"), 0);
+  CheckStore();
+}
+
+TEST_F(Faults, EveryCommitInDoubtThatWasMadeIsNotMadeAgain) {
+  for (int i = 1; i <= 5; ++i) dovecot.Deliver("bob", WithFile(i));
+  connection->reopens = true;
+  bool lose = false;
+  connection->on_begin = [&] { lose = !lose; };
+  connection->after_commit = [&] {
+    if (lose) throw DatabaseError(Kind::kConnectionLost, "gone");
+  };
+  Request request(store, connection);
+  request.SyncWhole(true, true);
+  EXPECT_EQ(request.Error(), 0);
+  EXPECT_EQ(Stored(), Expected(1, 5));
+  EXPECT_EQ(dovecot.Count("bob"), 0);
+  for (const auto& row : store.Rows()) EXPECT_EQ(row.number, -100);
+  CheckStore();
+}
+
+TEST_F(Faults, EveryCommitInDoubtThatWasNotMadeIsMadeAgain) {
+  for (int i = 1; i <= 5; ++i) dovecot.Deliver("bob", WithFile(i));
+  connection->reopens = true;
+  bool lose = false;
+  connection->on_begin = [&] { lose = !lose; };
+  connection->on_commit = [&] {
+    if (lose) throw DatabaseError(Kind::kConnectionLost, "gone");
+  };
+  Request request(store, connection);
+  request.SyncWhole(true, true);
+  EXPECT_EQ(request.Error(), 0);
+  EXPECT_EQ(Stored(), Expected(1, 5));
+  EXPECT_EQ(dovecot.Count("bob"), 0);
+  CheckStore();
+}
+
+TEST_F(Faults, ACommitInDoubtThatNobodyCanAskAfterIsReportedAndItsRecordsStay) {
+  for (int i = 1; i <= 5; ++i) dovecot.Deliver("bob", WithFile(i));
+  bool lost = false;
+  bool stores = false;
+  connection->on_update = [&](const std::string& statement, Recordset&) {
+    stores = statement == "mail";
+  };
+  connection->on_begin = [&] {
+    if (lost) throw DatabaseError(Kind::kConnectionLost, "gone");
+  };
+  connection->after_commit = [&] {
+    lost = stores;
+    if (lost) throw DatabaseError(Kind::kConnectionLost, "gone");
+  };
+  Request request(store, connection);
+  request.SyncWhole(true, true);
+  EXPECT_NE(request.Error(), 0);
+  EXPECT_EQ(proxy->Count("DELE"), 0);
+  Request again(store);
+  again.SyncWhole(true);
+  EXPECT_EQ(again.Error(), 0);
+  EXPECT_EQ(Stored(), Expected(1, 5));
+  CheckStore();
+}
+
 TEST_F(Faults, MarkingAfterDeleThatFailsEndsTheSessionWithoutQuit) {
   Deliver(1, 3);
   connection->on_statement = [](const std::string& statement) {

@@ -1,4 +1,4 @@
-// The recordset contract on the two servers, and what only servers do: deadlocks, lost connections.
+// The recordset contract on the two servers, and what only servers do: deadlocks.
 #include <gtest/gtest.h>
 
 #include <barrier>
@@ -56,31 +56,10 @@ void OneOfTwoThatWaitForEachOtherGivesWay(const std::string& url) {
   EXPECT_EQ(done, 1);
 }
 
-/// `identify` asks for the session's number, `end` ends the session of that number.
-void ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(const std::string& url,
-                                                           const std::string& identify,
-                                                           const std::string& end) {
-  Engine engine(url);
-  const auto lost = engine.Another();
-  const int64_t session = Number(FirstValue(*lost, identify));
-  {
-    Transaction transaction(*lost);
-    Add(*lost, {.id = 1});
-    engine.connection->Execute(end + std::to_string(session) + (end.ends_with('(') ? ")" : ""));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(KindThrownBy([&] { Add(*lost, {.id = 2}); }), Kind::kConnectionLost);
-  }
-  EXPECT_EQ(KindThrownBy([&] { lost->Execute("SELECT MAX(id_mail) FROM mail"); }),
-            Kind::kConnectionLost);
-  EXPECT_EQ(Number(FirstValue(*engine.connection, "SELECT COUNT(*) FROM mail")), 0);
-}
-
 TEST(RecordsetOnPostgresql, TheContractHolds) {
   PostgresServer server;
   ClaimsHold(server.MakeDatabase("contract"));
   OneOfTwoThatWaitForEachOtherGivesWay(server.Url("contract"));
-  ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(
-      server.Url("contract"), "SELECT pg_backend_pid()", "SELECT pg_terminate_backend(");
 }
 
 TEST(RecordsetOnPostgresqlThroughOdbc, TheContractHolds) {
@@ -89,8 +68,6 @@ TEST(RecordsetOnPostgresqlThroughOdbc, TheContractHolds) {
   const std::string url = server.OdbcUrl("contract");
   ClaimsHold(url);
   OneOfTwoThatWaitForEachOtherGivesWay(url);
-  ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(url, "SELECT pg_backend_pid()",
-                                                        "SELECT pg_terminate_backend(");
   // The lock under which identifiers are made is one and the same for both ways to the database.
   const auto direct = OpenDatabase(server.Url("contract") + "&timeout=100");
   Engine engine(url);
@@ -104,7 +81,6 @@ TEST(RecordsetOnMariadbThroughOdbc, TheContractHolds) {
   const std::string url = server.OdbcUrl("contract");
   ClaimsHold(url);
   OneOfTwoThatWaitForEachOtherGivesWay(url);
-  ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(url, "SELECT CONNECTION_ID()", "KILL ");
   // The lock under which identifiers are made is one and the same for both ways to the database.
   const auto direct = OpenDatabase(server.Url("contract") + "&timeout=100");
   Engine engine(url);
@@ -116,8 +92,6 @@ TEST(RecordsetOnMariadb, TheContractHolds) {
   MariadbServer server;
   ClaimsHold(server.MakeDatabase("contract"));
   OneOfTwoThatWaitForEachOtherGivesWay(server.Url("contract"));
-  ALostConnectionIsReportedAndUndoesWhatWasNotCommitted(server.Url("contract"),
-                                                        "SELECT CONNECTION_ID()", "KILL ");
   // A password that is refused is not repeated.
   OpenDatabase(server.Url("contract"))->Execute("CREATE USER reader");
   try {

@@ -19,9 +19,12 @@ class FaultyConnection : public Connection {
   std::function<void(const std::string& statement, Recordset& row)> on_update;
   std::function<void()> on_begin;
   std::function<void()> on_commit;
+  /// Called after a commit was made.
+  std::function<void()> after_commit;
   /// Called after a transaction was rolled back.
   std::function<void()> after_rollback;
   bool transactions = true;
+  bool reopens = false;
 
   std::shared_ptr<Recordset> Execute(const std::string& statement) override {
     if (on_statement) on_statement(statement);
@@ -42,12 +45,14 @@ class FaultyConnection : public Connection {
   void Commit() override {
     if (on_commit) on_commit();
     if (transactions) inner_->Commit();
+    if (after_commit) after_commit();
   }
   void Rollback() override {
     if (transactions) inner_->Rollback();
     if (after_rollback) after_rollback();
   }
   bool HasTransactions() const override { return transactions; }
+  bool Reopens() const override { return reopens; }
   bool HasTable(std::string_view name) override { return inner_->HasTable(name); }
 
  private:
