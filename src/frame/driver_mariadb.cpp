@@ -216,7 +216,7 @@ class MariadbDriver final : public Driver {
       void operator()(MYSQL_RES* result) const { mysql_free_result(result); }
     };
     const std::unique_ptr<MYSQL_RES, FreeResult> result(mysql_store_result(connection_.get()));
-    const MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
+    char** const row = result ? mysql_fetch_row(result.get()) : nullptr;
     return row && row[1] && value == row[1];
   }
   void Command(const std::string& text) {
