@@ -1,5 +1,5 @@
-# The Debian packages: scripts/package configures a build folder of its own with the prefix /usr and
-# runs cpack there. One package a component of install.cmake.
+# The Debian packages: scripts/package builds the preset package, whose prefix is /usr, and runs cpack
+# there. One package a component of install.cmake.
 find_program(KORVANE_DPKG dpkg)
 find_program(KORVANE_GZIP gzip)
 if(NOT KORVANE_DPKG OR NOT KORVANE_GZIP OR WIN32)

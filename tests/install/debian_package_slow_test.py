@@ -61,8 +61,18 @@ class InACleanSystem(unittest.TestCase):
         for package in PACKAGES:
             state = self.root.run("dpkg-query", "-W", "-f=${db:Status-Status} ${Depends}", package)
             self.assertTrue(state.startswith("installed "), state)
-        self.assertIn("libsqlite3-0", self.root.run("dpkg-query", "-W", "-f=${Depends}", "libkorvane0"))
+        needed = self.root.run("dpkg-query", "-W", "-f=${Depends}", "libkorvane0")
+        for library in ("libsqlite3-0", "libpq5", "libmariadb3", "libodbc2", "libssl3", "libstdc++6"):
+            self.assertRegex(needed, rf"\b{re.escape(library)} ")
         self.assertIn("korvane", self.root.run("getent", "passwd", "korvane"))
+
+    def test_1_the_system_is_told_of_the_libraries_by_a_trigger_alone(self):
+        control = {path.name for path in (self.root.folder / "var/lib/dpkg/info").glob("libkorvane0:*.*")}
+        control |= {path.name for path in (self.root.folder / "var/lib/dpkg/info").glob("libkorvane0.*")}
+        parts = {name.rsplit(".", 1)[1] for name in control}
+        self.assertIn("triggers", parts)
+        self.assertFalse(parts & {"preinst", "postinst", "prerm", "postrm"}, parts)
+        self.assertIn("libkorvane.so.0", self.root.run("ldconfig", "-p"))
 
     def test_1_no_file_knows_where_it_was_built(self):
         files = self.root.run("dpkg", "-L", *PACKAGES).splitlines()

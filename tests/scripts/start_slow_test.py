@@ -47,8 +47,8 @@ class Start(unittest.TestCase):
         steps = self.folder / "scripts/steps.sh"
         steps.write_text(steps.read_text() + '\nbuild() { echo "built before"; }\n')
         # In the real one, as ./start does it.
-        subprocess.run(["bash", "-c", ". scripts/steps.sh && configure_options=(-DKORVANE_BENCH=OFF) &&"
-                        " build release korvane_cli korvane-sample-server korvane-site"],
+        subprocess.run(["bash", "-c", ". scripts/steps.sh &&"
+                        " build package korvane_cli korvane-sample-server korvane-site"],
                        cwd=ROOT, check=True, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
 
     def read_until(self, terminal, pattern, seconds):
