@@ -62,6 +62,19 @@ TEST(RecordsetOnPostgresql, TheContractHolds) {
   OneOfTwoThatWaitForEachOtherGivesWay(server.Url("contract"));
 }
 
+TEST(RecordsetOnPostgresql, AKeptStatementIsPlannedForTheRowsThatThereAre) {
+  PostgresServer server;
+  Engine engine(server.MakeDatabase("plans"));
+  for (int32_t id = 1; id <= 10; ++id) Add(*engine.connection, {.id = id});
+  const auto plans = [&](const std::string& kind) {
+    return Number(FirstValue(*engine.connection, "SELECT SUM(" + kind +
+                                                     "_plans) FROM pg_prepared_statements"
+                                                     " WHERE CARDINALITY(parameter_types) > 0"));
+  };
+  EXPECT_GE(plans("custom"), 10);
+  EXPECT_EQ(plans("generic"), 0);
+}
+
 TEST(RecordsetOnPostgresqlThroughOdbc, TheContractHolds) {
   PostgresServer server;
   server.MakeDatabase("contract");
