@@ -7,9 +7,11 @@
 
 #include "facade/mail_user.h"
 #include "frame/error_numbers.h"
+#include "pop3/foresight.h"
 
 namespace korvane {
 
+MailServer::MailServer() = default;
 MailServer::~MailServer() { Disconnect(); }
 
 /// What every operation on an idle session starts with.

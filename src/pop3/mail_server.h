@@ -20,7 +20,6 @@
 #include "../frame/database.h"
 #include "../frame/error_state.h"
 #include "../message/mail_messages.h"
-#include "foresight.h"
 #include "message_traits.h"
 #include "replies.h"
 #include "selection_progress.h"
@@ -28,6 +27,7 @@
 
 namespace korvane {
 
+class Foresight;
 class MailUser;
 
 class MailServer : public Object, public ErrorState {
@@ -61,7 +61,7 @@ class MailServer : public Object, public ErrorState {
     kUidl,
   };
 
-  MailServer() = default;
+  MailServer();
   ~MailServer() override;  ///< sends QUIT when still connected
   MailServer(const MailServer&) = delete;
   MailServer& operator=(const MailServer&) = delete;

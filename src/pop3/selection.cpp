@@ -8,6 +8,7 @@
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "mime/mail_date.h"
+#include "pop3/foresight.h"
 #include "pop3/known_messages.h"
 #include "pop3/mail_server.h"
 #include "pop3/received_time.h"

@@ -8,6 +8,7 @@
 #include "facade/mail_user.h"
 #include "frame/code_page.h"
 #include "frame/error_numbers.h"
+#include "pop3/foresight.h"
 #include "pop3/mail_server.h"
 
 namespace korvane {
