@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <memory>
 #include <type_traits>
 #include <vector>
@@ -155,7 +156,8 @@ FileHandle FileHandle::Open(const std::string& path, How how) {
     access = GENERIC_WRITE | WRITE_DAC;
     disposition = CREATE_NEW;
   } else if (how == How::kAppend) {
-    access = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
+    // To read, because without it the file could not be locked.
+    access = FILE_APPEND_DATA | FILE_READ_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
     disposition = OPEN_ALWAYS;
   }
   LocalMemory<void> descriptor;
@@ -196,9 +198,16 @@ bool FileHandle::WriteAll(const char* data, size_t size, int64_t position) const
   return true;
 }
 
+// Where the system asks for the end before it writes there, two writers may find the same one: so
+// whoever appends holds a byte that no file reaches.
 bool FileHandle::Append(const char* data, size_t size) const {
+  OVERLAPPED far_away = At(std::numeric_limits<int64_t>::max() - 1);
+  const bool alone = LockFileEx(Handle(handle_), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &far_away) != 0;
   DWORD n = 0;
-  return WriteFile(Handle(handle_), data, static_cast<DWORD>(size), &n, nullptr) && n == size;
+  const bool written =
+      WriteFile(Handle(handle_), data, static_cast<DWORD>(size), &n, nullptr) && n == size;
+  if (alone) UnlockFileEx(Handle(handle_), 0, 1, 0, &far_away);
+  return written;
 }
 
 int64_t FileHandle::ReadUpTo(char* buffer, size_t size, int64_t position) const {
