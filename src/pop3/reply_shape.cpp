@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "mime/line_search.h"
+
 namespace korvane {
 namespace {
 
@@ -13,8 +15,8 @@ constexpr size_t kLongestLine = 512;
 constexpr size_t kLongestName = 200;
 constexpr size_t kLongestUniqueId = 70;
 constexpr size_t kLongestSize = 10;
-constexpr std::string_view kDottedLine = "\r\n.";
-constexpr size_t kTextEnd = 5;  ///< CR LF "." CR LF
+constexpr size_t kDottedLine = 3;  ///< CR LF "."
+constexpr size_t kTextEnd = 5;     ///< CR LF "." CR LF
 /// "+OK ", a number and a blank.
 constexpr size_t kLongestBegin = 15;
 
@@ -103,9 +105,10 @@ ReplyLook ReplyShape::Look(std::string_view bytes) {
   }
   // The line break before the dot may be the status line's own.
   size_t at = text_at_ < 2 ? 0 : text_at_ - 2;
-  for (; (at = bytes.find(kDottedLine, at)) != std::string_view::npos; at += kDottedLine.size()) {
+  for (; (at = FindLineEndBefore(bytes, at, bytes.size(), ".")) != std::string_view::npos;
+       at += kDottedLine) {
     // A dot that begins a line is doubled, or it is the end.
-    const std::string_view behind = bytes.substr(at + kDottedLine.size(), 2);
+    const std::string_view behind = bytes.substr(at + kDottedLine, 2);
     if (behind.starts_with('.')) continue;
     if (behind != std::string_view("\r\n").substr(0, behind.size())) return {Shape::kOther};
     break;
@@ -122,8 +125,23 @@ ReplyLook ReplyShape::Look(std::string_view bytes) {
 }
 
 /// Where a server leaves the end out, the next replies run on in the text, up to the next end.
+/// All of every message is looked through: in steps in which compilers compare all places at once.
 bool ReplyShape::HoldsNextReply(std::string_view text) const {
-  return text.find(BeginOfLine()) != std::string_view::npos;
+  constexpr size_t kStep = 64;
+  const std::string begin = BeginOfLine();
+  size_t at = 0;
+  for (; at + kStep < text.size(); at += kStep) {
+    const char* const step = text.data() + at;
+    unsigned char found = 0;
+    for (size_t i = 0; i < kStep; ++i) {
+      found |= static_cast<unsigned char>((step[i] == '+') & (step[i + 1] == 'O'));
+    }
+    if (found != 0 &&
+        text.substr(at, kStep + begin.size() - 1).find(begin) != std::string_view::npos) {
+      return true;
+    }
+  }
+  return text.substr(at).find(begin) != std::string_view::npos;
 }
 
 size_t EndOfAnyLine(std::string_view bytes) {

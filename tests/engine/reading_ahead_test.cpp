@@ -61,6 +61,9 @@ TEST(ReadingAhead, KeepsTheCommandsOnTheirWayWithinItsBound) {
 
 TEST(ReadingAhead, LargeMessagesDoNotPileUpInTheWindow) {
   Mailbox mailbox(60, 1'500'000);
+  MailServer::Limits limits;
+  limits.selection_bytes = int64_t{32} << 20;  // some twenty of them
+  mailbox.client.SetLimits(limits);
   int taken = 0;
   int asked = 0;
   int most = 0;
