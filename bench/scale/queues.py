@@ -58,8 +58,10 @@ def at(sorted_values, share):
     return sorted_values[min(len(sorted_values) - 1, int(share * len(sorted_values)))]
 
 
-# What the store does when it has to give way: so many attempts, and pauses that double from this.
-ATTEMPTS, FIRST_PAUSE = 8, 0.010
+# What the store does when it has to give way: so many attempts within so many seconds, after pauses of random length,
+# each at most twice as long as the one before.
+ATTEMPTS, PATIENCE = 40, 10.0
+SHORTEST_PAUSE, FIRST_LONGEST_PAUSE, LONGEST_PAUSE = 0.001, 0.010, 0.250
 
 
 def simulate_writers(nodes, hold, rate=None, transactions=20_000, seed=1):
@@ -70,22 +72,26 @@ def simulate_writers(nodes, hold, rate=None, transactions=20_000, seed=1):
     Gives the mean number of attempts, the share that gave up, and the transactions a second."""
     source = random.Random(seed)
     committed_at = -math.inf  # the last commit of any node
-    events = []               # (when, order, node, attempt, began); began is None for one that comes to its node
+    # (when, order, node, attempt, since, began); since its first attempt; began is None for one that comes to its node.
+    events = []
     waiting = [collections.deque() for _ in range(nodes)]
     busy = [False] * nodes
     order = finished = given_up = attempts = arrived = 0
     now = 0.0
 
-    def add(when, node, attempt, began=None):
+    def add(when, node, attempt, since=None, began=None):
         nonlocal order
         order += 1
-        heapq.heappush(events, (when, order, node, attempt, began))
+        heapq.heappush(events, (when, order, node, attempt, since, began))
 
-    def begin(node, attempt):
+    def begin(node, attempt, since):
         nonlocal attempts
         attempts += 1
         busy[node] = True
-        add(now + hold, node, attempt, now)
+        add(now + hold, node, attempt, now if since is None else since, now)
+
+    def pause(attempt):
+        return source.uniform(SHORTEST_PAUSE, min(FIRST_LONGEST_PAUSE * 2 ** (attempt - 1), LONGEST_PAUSE))
 
     def arrive():
         nonlocal arrived
@@ -98,15 +104,15 @@ def simulate_writers(nodes, hold, rate=None, transactions=20_000, seed=1):
     else:
         arrive()
     while finished < transactions and events:
-        now, _, node, attempt, began = heapq.heappop(events)
+        now, _, node, attempt, since, began = heapq.heappop(events)
         if began is None:
             if rate is not None and attempt == 1 and arrived < transactions:
                 arrive()
-            waiting[node].append(attempt)
+            waiting[node].append((attempt, since))
         else:
             busy[node] = False
-            if committed_at > began and attempt < ATTEMPTS:
-                add(now + FIRST_PAUSE * 2 ** (attempt - 1), node, attempt + 1)
+            if committed_at > began and attempt < ATTEMPTS and now - since < PATIENCE:
+                add(now + pause(attempt), node, attempt + 1, since)
             else:
                 finished += 1
                 given_up += committed_at > began
@@ -115,6 +121,6 @@ def simulate_writers(nodes, hold, rate=None, transactions=20_000, seed=1):
                     # A writer that never rests still does not come in step with the others.
                     add(now + source.random() * hold * 0.1, node, 1)
         if waiting[node] and not busy[node]:
-            begin(node, waiting[node].popleft())
+            begin(node, *waiting[node].popleft())
     return {"attempts": attempts / max(1, finished), "given_up": given_up / max(1, finished),
             "rate": finished / now if now else 0.0}
