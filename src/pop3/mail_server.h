@@ -139,9 +139,9 @@ class MailServer : public Object, public ErrorState {
     /// would hold the session for ever otherwise.
     int32_t timeouts_per_command = 10;
     /// A selection of whole messages stops when it has taken this many bytes, so that a large
-    /// mailbox does not have to fit into memory. While they are stored, the server goes on filling
-    /// the line: what it holds is the measure.
-    int64_t selection_bytes = 4 * 1024 * 1024;
+    /// mailbox does not have to fit into memory. Within what it took, the oldest is stored
+    /// first; so this is more than most mailboxes hold.
+    int64_t selection_bytes = 32 * 1024 * 1024;
   };
   void SetLimits(const Limits& limits);
 
