@@ -86,10 +86,13 @@ class Mariadb(DatabaseServer):
     def __init__(self):
         super().__init__("mysql")
         data = self.folder + "/data"
+        # A server that starts deletes the temporary tables it finds: each has a folder for its own.
+        temporary = "--tmpdir=" + self.folder
         self.run("/usr/bin/mariadb-install-db", "--no-defaults", "--skip-test-db",
                  "--skip-name-resolve", "--auth-root-authentication-method=normal",
-                 "--datadir=" + data, "--innodb-log-file-size=4M")
-        self.start("/usr/sbin/mariadbd", "--no-defaults", "--datadir=" + data, "--skip-networking",
+                 "--datadir=" + data, temporary, "--innodb-log-file-size=4M")
+        self.start("/usr/sbin/mariadbd", "--no-defaults", "--datadir=" + data, temporary,
+                   "--skip-networking",
                    "--socket=" + self.socket(),
                    f"--innodb-flush-log-at-trx-commit={1 if self.durable else 0}",
                    "--innodb-log-file-size=4M", "--innodb-buffer-pool-size=64M")

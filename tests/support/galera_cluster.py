@@ -114,7 +114,8 @@ class GaleraCluster:
         with open(first.log, "ab") as log:
             made = subprocess.run(["/usr/bin/mariadb-install-db", "--no-defaults", "--skip-test-db",
                             "--skip-name-resolve", "--auth-root-authentication-method=normal",
-                            f"--datadir={first.data}", "--innodb-log-file-size=4M"], check=False,
+                            f"--datadir={first.data}", f"--tmpdir={first.folder}",
+                            "--innodb-log-file-size=4M"], check=False,
                            user=self.user, stdin=subprocess.DEVNULL, stdout=log, stderr=log, cwd="/",
                            preexec_fn=die_with_parent)
         if made.returncode != 0:
@@ -139,7 +140,9 @@ class GaleraCluster:
             *inside, "setpriv", f"--reuid={self.user}", f"--regid={self.user}", "--clear-groups",
             "--pdeathsig=KILL"] if os.geteuid() == 0 else []
         command += [
+            # A server that starts deletes the temporary tables it finds.
             "/usr/sbin/mariadbd", "--no-defaults", f"--datadir={node.data}",
+            f"--tmpdir={node.folder}",
             f"--socket={node.socket}", f"--port={node.port}", f"--bind-address={node.address}",
             f"--pid-file={node.folder}/pid", "--skip-name-resolve", "--binlog-format=ROW",
             "--innodb-autoinc-lock-mode=2", "--innodb-flush-log-at-trx-commit=0",

@@ -18,12 +18,14 @@ class MariadbServer {
     if (user_ && chown(folder_.path().c_str(), user_->pw_uid, user_->pw_gid) != 0) {
       throw std::runtime_error("the server's folder cannot be given away");
     }
+    // A server that starts deletes the temporary tables it finds: each has a folder for its own.
+    const std::string temporary = "--tmpdir=" + folder_.path();
     RunProgram({"/usr/bin/mariadb-install-db", "--no-defaults", "--skip-test-db",
                 "--skip-name-resolve", "--auth-root-authentication-method=normal",
-                "--datadir=" + data, "--innodb-log-file-size=4M"},
+                "--datadir=" + data, temporary, "--innodb-log-file-size=4M"},
                log, user_);
     server_.emplace(StartProgram({"/usr/sbin/mariadbd", "--no-defaults", "--datadir=" + data,
-                                  "--skip-networking", "--socket=" + Socket(),
+                                  temporary, "--skip-networking", "--socket=" + Socket(),
                                   "--innodb-flush-log-at-trx-commit=0", "--innodb-log-file-size=4M",
                                   "--innodb-buffer-pool-size=64M"},
                                  log, user_),
