@@ -14,6 +14,7 @@
 #include <functional>
 
 #include "engine_fixture.h"
+#include "store_check.h"
 
 namespace korvane::test {
 namespace {
@@ -138,28 +139,6 @@ class FullDisk : public testing::TestWithParam<const char*> {
     EXPECT_GT(recorded, 0);
     EXPECT_LT(recorded, count);
     EXPECT_EQ(dovecot.Count("bob"), count - recorded);
-  }
-
-  /// Every record can be read, every file belongs to one, and none has less than it must.
-  static void CheckStore(Store& store, size_t bytes_of_files = 0) {
-    std::vector<std::string> files;
-    Request request(store);
-    for (const auto& row : store.Rows()) {
-      if (row.position == -1) continue;
-      const auto message = request.engine.GetMessage(row.id, "", false);
-      ASSERT_TRUE(message) << row.subject;
-      EXPECT_EQ(message->Subject(ETextFormat::TextFormat_Normal), row.subject);
-      for (int i = 1; i <= message->GetAttachments()->Count(); ++i) {
-        files.push_back(message->GetAttachments()->ItemIndex(i)->NameOnServer());
-      }
-    }
-    std::sort(files.begin(), files.end());
-    auto found = store.AttachmentFiles();
-    std::erase(found, "ballast");
-    EXPECT_EQ(found, files);
-    for (const auto& name : found) {
-      EXPECT_GE(std::filesystem::file_size(store.AttachmentFolder() + "/" + name), bytes_of_files);
-    }
   }
 
   /// Opens what came without its content, which fetches it.
