@@ -202,24 +202,17 @@ class GaleraCluster:
         os.killpg(node.process.pid, signal.SIGKILL)
         node.process.wait()
 
-    def cut_off(self, node):
-        """Cuts one node off from the others; whoever uses the cluster still reaches it."""
+    def set_cut_off(self, node, cut_off):
+        """Cuts one node off from the others, or joins it again; whoever uses the cluster reaches it
+        all the time."""
         if not node.holder:
-            self.sql(node, "SET GLOBAL wsrep_provider_options='gmcast.isolate=1'")
+            self.sql(node, f"SET GLOBAL wsrep_provider_options='gmcast.isolate={cut_off:d}'")
             return
+        command = "add" if cut_off else "del"
         for other in self.nodes:
             if other is not node:
-                ip("route", "add", "blackhole", other.address, pid=node.holder.pid)
-                ip("route", "add", "blackhole", node.address, pid=other.holder.pid)
-
-    def join_again(self, node):
-        if not node.holder:
-            self.sql(node, "SET GLOBAL wsrep_provider_options='gmcast.isolate=0'")
-            return
-        for other in self.nodes:
-            if other is not node:
-                ip("route", "del", "blackhole", other.address, pid=node.holder.pid)
-                ip("route", "del", "blackhole", node.address, pid=other.holder.pid)
+                ip("route", command, "blackhole", other.address, pid=node.holder.pid)
+                ip("route", command, "blackhole", node.address, pid=other.holder.pid)
 
     def stop(self):
         for node in self.nodes:
