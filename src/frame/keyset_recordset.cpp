@@ -35,7 +35,7 @@ class KeyList {
  public:
   KeyList(DatabaseSession& session, KeyQuery query)
       : session_(session), query_(std::move(query)), top_(query_.top) {
-    if (!top_) Load(0, std::nullopt);
+    if (!top_) LoadWhole();
   }
 
   bool Has(int64_t position) {
@@ -43,12 +43,12 @@ class KeyList {
     if (!Knows(position)) {
       if (position >= *top_) return false;
       if (used_at_) {
-        LoadAll();
+        LoadAgain();
       } else {
         // Whether there is a row at all is asked before a jump: then one identifier will do.
         const int64_t rest = *top_ - position;
         const bool jump_follows = position == 0 && rest > kKeyWindow;
-        Load(position, jump_follows ? 1 : std::min(kKeyWindow, rest));
+        LoadWindow(position, jump_follows ? 1 : std::min(kKeyWindow, rest));
       }
     }
     return position >= first_ && position < End();
@@ -65,11 +65,11 @@ class KeyList {
     if (!ended_ || (keys_.empty() && first_ > 0)) {
       const int64_t from = std::max<int64_t>(0, *top_ - kKeyWindow);
       if (used_at_) {
-        LoadAll();
+        LoadAgain();
       } else {
-        Load(from, *top_ - from);
+        LoadWindow(from, *top_ - from);
         // The jump met nothing: there are fewer rows than the query allows.
-        if (keys_.empty() && from > 0) LoadAll();
+        if (keys_.empty() && from > 0) LoadAgain();
       }
     }
     return keys_.empty() ? -1 : End() - 1;
@@ -82,32 +82,38 @@ class KeyList {
  private:
   bool Knows(int64_t position) const { return position >= first_ && (position < End() || ended_); }
 
-  void LoadAll() {
+  /// The whole list, laid so that the row that was last read keeps its position.
+  void LoadAgain() {
     std::optional<int64_t> key;
     if (used_at_ && *used_at_ >= first_ && *used_at_ < End()) {
       key = keys_[static_cast<size_t>(*used_at_ - first_)];
     }
-    Load(0, top_);
+    LoadWhole();
     if (!key) return;
     const auto found = std::ranges::find(keys_, *key);
     if (found != keys_.end()) first_ = *used_at_ - (found - keys_.begin());
   }
 
-  void Load(int64_t from, std::optional<int64_t> count) {
-    if (!query_.beginning) {
-      keys_ = KeysOf(Part(query_.keys, {}, from, count));
-    } else if (count && *count <= kKeyWindow) {
+  void LoadWhole() {
+    if (top_ && *top_ <= kKeyWindow) return LoadWindow(0, *top_);
+    // With a limit one engine compares less of a long text than without.
+    keys_ = KeysOf(Part(query_.keys, {}, 0, query_.beginning ? std::nullopt : top_));
+    if (top_ && std::ssize(keys_) > *top_) keys_.resize(static_cast<size_t>(*top_));
+    first_ = 0;
+    ended_ = true;
+  }
+
+  /// `count` identifiers from a position on, kKeyWindow at most, of a "TOP n" query.
+  void LoadWindow(int64_t from, int64_t count) {
+    if (query_.beginning) {
       const Rows rows = Part(query_.beginning->window, {}, from, count);
       keys_ = KeysOf(rows);
       Settle(rows, from);
     } else {
-      // With a limit one engine compares less of a long text than without.
-      keys_ = KeysOf(Part(query_.keys, {}, 0, std::nullopt));
-      keys_.resize(std::min(keys_.size(), static_cast<size_t>(count.value_or(INT64_MAX))));
+      keys_ = KeysOf(Part(query_.keys, {}, from, count));
     }
     first_ = from;
-    const bool full = count && static_cast<int64_t>(keys_.size()) == *count;
-    ended_ = !full || from + *count >= *top_;
+    ended_ = std::ssize(keys_) < count || from + count >= *top_;
   }
 
   /// `count` rows of a statement, which may ask for more parameters than it brings, behind `from`.
