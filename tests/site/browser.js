@@ -1,6 +1,6 @@
 // The mail site as a person uses it, in a headless Chromium: a desktop and a phone. Started by
 // browser_slow_test.py, which gives the addresses; prints one line a check, and a fault with its
-// reason. Screenshots go into the folder SHOTS.
+// reason. Screenshots go into the folder SHOTS; those of docs/images are its site_*.png.
 'use strict';
 const http = require('http');
 const { chromium } = require('playwright-core');
@@ -415,6 +415,39 @@ async function withoutScripts(browser) {
   await context.close();
 }
 
+// The sample mailbox as ./start shows it, some of it read: the pictures of the documentation.
+async function pictures(browser) {
+  const shot = (page, name) => page.screenshot({ path: `${SHOTS}/site_${name}.png` });
+  const desk = await browser.newContext({ viewport: { width: 1200, height: 820 } });
+  const page = await desk.newPage();
+  const read = ['foglia', 'the left shoe', 'gate closed', 'Your parcel arrives'];
+  await check('a box shows what is read and what is not', async () => {
+    await signIn(page, 'maria');
+    for (const subject of read) await openBySubject(page, subject);
+    await open(page, '/box/1');
+    await shot(page, 'box');
+    const weights = await page.$$eval('.message .subject',
+      (all) => all.map((one) => getComputedStyle(one).fontWeight));
+    const light = weights.filter((one) => one === '400').length;
+    assert(light === read.length && weights.filter((one) => one === '700').length > light,
+           `the weights are ${weights}`);
+    await openBySubject(page, 'Pump log, March');
+    await page.waitForTimeout(300);
+    await shot(page, 'message');
+  });
+  await desk.close();
+  const pocket = await browser.newContext({ viewport: { width: 360, height: 740 }, colorScheme: 'dark',
+    hasTouch: true, isMobile: true });
+  await check('phone: a box shows what is read and what is not', async () => {
+    const small = await pocket.newPage();
+    await signIn(small, 'maria');
+    await shot(small, 'phone');
+    const unread = await small.locator('.message.unread').count();
+    assert(unread > 0 && unread < await small.locator('.message').count(), `${unread} are not read`);
+  });
+  await pocket.close();
+}
+
 async function hostile(browser, context, page) {
   const asked = [];
   const listener = http.createServer((request, response) => {
@@ -507,6 +540,7 @@ async function hostile(browser, context, page) {
   await hostile(browser, context, page);
   await phone(browser);
   await withoutScripts(browser);
+  await pictures(browser);
   await browser.close();
   console.log(failed === 0 ? 'all passed' : `${failed} failed`);
   process.exit(failed === 0 ? 0 : 1);

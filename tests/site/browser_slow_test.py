@@ -29,13 +29,18 @@ class InABrowser(unittest.TestCase):
         shots = BUILD / "site-screenshots"
         shutil.rmtree(shots, ignore_errors=True)
         shots.mkdir()
-        with Dovecot(["ann", "bob"]) as server:
+        with Dovecot(["ann", "bob", "maria"]) as server:
             for path in [*samples("hostile"), *samples("quirky"), *samples("real")]:
                 server.deliver("ann", path.read_bytes())
             server.deliver("bob", sample("real/010_plain_short.eml"))
+            for path in [*samples("real"), *samples("quirky")]:
+                server.deliver("maria", path.read_bytes())
             site = MailSite()
             site.add_user(1, "ann")
             site.add_account(server.port)
+            site.add_user(2, "maria")
+            site.add_account(server.port, 2, "maria")
+            site.sync(2)
             if sys.argv[1:]:
                 site.sync()  # the check that gets mail may be left out
             with site:
