@@ -1,7 +1,4 @@
 // Faults of the database and of the files while messages are stored, opened and deleted.
-#include <signal.h>
-#include <sys/resource.h>
-
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +7,7 @@
 #include "frame/files.h"
 #include "store_check.h"
 #include "support/faulty_connection.h"
+#include "support/file_size_limit.h"
 
 namespace korvane::test {
 namespace {
@@ -318,22 +316,6 @@ TEST_F(Faults, ADatabaseThatSomebodyElseHoldsGivesItsNumberInBoundedTime) {
   request.SyncWhole(true);
   EXPECT_EQ(Stored(), Expected(1, 2));
 }
-
-/// A limit to the size of files, for the life of the object.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    rlimit limit = before_;
-    limit.rlim_cur = bytes;
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-
- private:
-  rlimit before_{};
-};
 
 TEST_F(Faults, AMessageFileThatCannotGrowGivesRowsWithoutRecordsAndTheMessagesStayOnTheServer) {
   for (int i = 1; i <= 4; ++i) dovecot.Deliver("bob", WithFile(i));

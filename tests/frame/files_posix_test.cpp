@@ -1,7 +1,6 @@
 // Files where rights, limits and processes are those of POSIX.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,11 +12,13 @@
 
 #include "frame/debug_log.h"
 #include "frame/files.h"
+#include "support/file_size_limit.h"
 #include "support/temp_folder.h"
 
 namespace korvane {
 namespace {
 
+using test::FileSizeLimit;
 using test::TempFolder;
 
 mode_t ModeOf(const std::string& path) {
@@ -30,21 +31,6 @@ size_t FilesIn(const std::string& folder) {
   for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder)) ++count;
   return count;
 }
-
-// Files may not grow beyond `bytes` in this scope: as on a full disk, a write then fails.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &old_);
-    const rlimit limit = {bytes, old_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &old_); }
-
- private:
-  rlimit old_{};
-};
 
 TEST(WholeFile, IsForItsOwnerOnly) {
   const TempFolder folder;

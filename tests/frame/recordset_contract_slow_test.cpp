@@ -75,8 +75,9 @@ TEST(RecordsetOnPostgresql, AKeptStatementIsPlannedForTheRowsThatThereAre) {
   EXPECT_EQ(plans("generic"), 0);
 }
 
-TEST(RecordsetOnPostgresqlThroughOdbc, TheContractHolds) {
-  PostgresServer server;
+template <class Server>
+void ClaimsHoldThroughOdbc() {
+  Server server;
   server.MakeDatabase("contract");
   const std::string url = server.OdbcUrl("contract");
   ClaimsHold(url);
@@ -88,18 +89,11 @@ TEST(RecordsetOnPostgresqlThroughOdbc, TheContractHolds) {
   EXPECT_EQ(KindThrownBy([&] { direct->BeginAllocating(); }), Kind::kBusy);
 }
 
-TEST(RecordsetOnMariadbThroughOdbc, TheContractHolds) {
-  MariadbServer server;
-  server.MakeDatabase("contract");
-  const std::string url = server.OdbcUrl("contract");
-  ClaimsHold(url);
-  OneOfTwoThatWaitForEachOtherGivesWay(url);
-  // The lock under which identifiers are made is one and the same for both ways to the database.
-  const auto direct = OpenDatabase(server.Url("contract") + "&timeout=100");
-  Engine engine(url);
-  Transaction transaction(*engine.connection, Transaction::Kind::kAllocating);
-  EXPECT_EQ(KindThrownBy([&] { direct->BeginAllocating(); }), Kind::kBusy);
+TEST(RecordsetOnPostgresqlThroughOdbc, TheContractHolds) {
+  ClaimsHoldThroughOdbc<PostgresServer>();
 }
+
+TEST(RecordsetOnMariadbThroughOdbc, TheContractHolds) { ClaimsHoldThroughOdbc<MariadbServer>(); }
 
 TEST(RecordsetOnMariadb, TheContractHolds) {
   MariadbServer server;

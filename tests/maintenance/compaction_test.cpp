@@ -1,18 +1,18 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <algorithm>
-#include <csignal>
 #include <filesystem>
 
 #include "maintenance/compaction_steps.h"
 #include "support/compacted_store.h"
+#include "support/file_size_limit.h"
 #include "support/watched_connection.h"
 
 namespace korvane {
 namespace {
 
 using test::CompactedStore;
+using test::FileSizeLimit;
 using test::MessageStore;
 using test::WatchedConnection;
 
@@ -220,14 +220,11 @@ TEST(Compaction, AFullDiskIsRaisedAndNothingIsLost) {
   CompactedStore store;
   store.Fill(60);
   store.Delete(1);
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit old{};
-  getrlimit(RLIMIT_FSIZE, &old);
-  const rlimit limit = {60'000, old.rlim_max};
   store.Dead(kCompactionThreshold + 1);
-  setrlimit(RLIMIT_FSIZE, &limit);
-  EXPECT_ANY_THROW(CompactMessageFile(*store.connection(), store.messages_folder(), 7));
-  setrlimit(RLIMIT_FSIZE, &old);
+  {
+    const FileSizeLimit limit(60'000);
+    EXPECT_ANY_THROW(CompactMessageFile(*store.connection(), store.messages_folder(), 7));
+  }
   EXPECT_TRUE(store.OnlyTheMessageFileIsThere());
   store.ExpectNothingLost();
   EXPECT_EQ(store.Count(), 60);

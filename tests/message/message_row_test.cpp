@@ -1,39 +1,24 @@
 // The row of "mail" that goes with a record, and what is left when one of the two cannot be
 // written.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <filesystem>
 
 #include "frame/error_numbers.h"
 #include "message/row_text.h"
 #include "mime/mail_date.h"
+#include "support/file_size_limit.h"
 #include "support/message_store.h"
 #include "support/watched_connection.h"
 
 namespace korvane {
 namespace {
 
+using test::FileSizeLimit;
 using test::MessageStore;
 using test::MessageWithFile;
 using test::PlainMessage;
 using test::WatchedConnection;
-
-// Files may not grow beyond `bytes` in this scope: as on a full disk, a write then fails.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &old_);
-    const rlimit limit = {bytes, old_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &old_); }
-
- private:
-  rlimit old_{};
-};
 
 // What StoreRecordAndRow alone does, with a row that is never sent.
 struct Attempt {

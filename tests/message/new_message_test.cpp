@@ -1,19 +1,19 @@
 // Messages composed here: the write-only properties, attachments, and saving into a box.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <filesystem>
 #include <thread>
 
 #include "frame/error_numbers.h"
 #include "mime/mail_date.h"
+#include "support/file_size_limit.h"
 #include "support/message_store.h"
 #include "support/watched_connection.h"
 
 namespace korvane {
 namespace {
 
+using test::FileSizeLimit;
 using test::MessageStore;
 using test::WatchedConnection;
 using Kind = DatabaseError::Kind;
@@ -225,14 +225,10 @@ TEST(NewMessage, ARecordThatCannotBeWrittenIs1052AndLeavesNoRow) {
   const std::string before = store.FileBytes();
   const auto message = NewMessage(store);
   message->NM_MessageBody(std::string(200'000, 'x'));
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit old{};
-  getrlimit(RLIMIT_FSIZE, &old);
-  const rlimit limit = {150'000, old.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &limit);
-  const bool saved = message->NM_Save(store.connection());
-  setrlimit(RLIMIT_FSIZE, &old);
-  EXPECT_FALSE(saved);
+  {
+    const FileSizeLimit limit(150'000);
+    EXPECT_FALSE(message->NM_Save(store.connection()));
+  }
   EXPECT_EQ(message->GetLastError(), error::NewMessageWithoutRecord);
   EXPECT_EQ(message->GetLastErrorDesc(), "XXX");
   EXPECT_EQ(store.Count(), 1);

@@ -1,11 +1,7 @@
 #include "mime/uu_attachment.h"
 
 #include <gtest/gtest.h>
-#ifndef _WIN32
-#include <sys/resource.h>
-#endif
 
-#include <csignal>
 #include <filesystem>
 
 #include "frame/files.h"
@@ -13,6 +9,9 @@
 #include "support/attachment_account.h"
 #include "support/hostile_input.h"
 #include "support/temp_folder.h"
+#ifndef _WIN32
+#include "support/file_size_limit.h"
+#endif
 
 namespace korvane {
 namespace {
@@ -236,6 +235,13 @@ class UUStore : public testing::Test {
     return file;
   }
 
+  bool Save(UUAtcmt& file, bool write_file) {
+    BinaryFile record;
+    if (!record.Open(Record(), BinaryFile::Mode::kReadWrite)) return false;
+    RecordWriter writer(record);
+    return file.SaveUUFile(57, &writer, write_file) && record.Flush();
+  }
+
   bool Load(UUAtcmt& file) {
     BinaryFile record;
     record.Open(Record(), BinaryFile::Mode::kRead);
@@ -271,13 +277,7 @@ TEST_F(UUStore, WithFilesSuppressedOnlyTheNameIsMade) {
 
 TEST_F(UUStore, ARecordReadBackGivesModeNameAndPath) {
   UUAtcmt file = Decoded();
-  {
-    BinaryFile record;
-    ASSERT_TRUE(record.Open(Record(), BinaryFile::Mode::kReadWrite));
-    RecordWriter writer(record);
-    EXPECT_TRUE(file.SaveUUFile(57, &writer, true));
-    EXPECT_TRUE(record.Flush());
-  }
+  ASSERT_TRUE(Save(file, true));
   UUAtcmt loaded;
   EXPECT_TRUE(Load(loaded));
   EXPECT_EQ(loaded.UUNumber(), 5);
@@ -290,13 +290,7 @@ TEST_F(UUStore, ARecordReadBackGivesModeNameAndPath) {
 
 TEST_F(UUStore, TheRecordIsAMarkerThreeTextsAndTheError) {
   UUAtcmt file = Decoded();
-  {
-    BinaryFile record;
-    ASSERT_TRUE(record.Open(Record(), BinaryFile::Mode::kReadWrite));
-    RecordWriter writer(record);
-    ASSERT_TRUE(file.SaveUUFile(57, &writer, false));
-    ASSERT_TRUE(record.Flush());
-  }
+  ASSERT_TRUE(Save(file, false));
   const std::string path = folder_ / "9_57_1_a.txt";
   const auto number = [](size_t n) { return std::string{static_cast<char>(n), 0, 0, 0}; };
   EXPECT_EQ(Content(Record()), number(1) + number(3) + "644" + number(5) + "a.txt" +
@@ -305,13 +299,7 @@ TEST_F(UUStore, TheRecordIsAMarkerThreeTextsAndTheError) {
 
 TEST_F(UUStore, OneThatWasReadBackKeepsItsNameAndItsFile) {
   UUAtcmt file = Decoded();
-  {
-    BinaryFile record;
-    ASSERT_TRUE(record.Open(Record(), BinaryFile::Mode::kReadWrite));
-    RecordWriter writer(record);
-    ASSERT_TRUE(file.SaveUUFile(57, &writer, true));
-    ASSERT_TRUE(record.Flush());
-  }
+  ASSERT_TRUE(Save(file, true));
   UUAtcmt loaded;
   ASSERT_TRUE(Load(loaded));
   std::vector<std::string> written;
@@ -359,27 +347,7 @@ TEST_F(UUStore, AFileThatCannotBeWrittenIs1036AndHasNoName) {
 }
 
 #ifndef _WIN32
-// No file may grow beyond `bytes` while this lives: what a full disk does to a write.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    before_ = std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &limit_);
-    rlimit smaller = limit_;
-    smaller.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &smaller);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &limit_);
-    std::signal(SIGXFSZ, before_);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  rlimit limit_{};
-  void (*before_)(int) = nullptr;
-};
+using test::FileSizeLimit;
 
 TEST_F(UUStore, AFullDiskLeavesNoHalfFile) {
   UUAtcmt file;
@@ -422,13 +390,7 @@ TEST_F(UUStore, ARecordThatCannotBeStartedIs1037) {
 
 TEST_F(UUStore, ARecordThatIsCutAnywhereIs1039) {
   UUAtcmt file = Decoded();
-  {
-    BinaryFile record;
-    ASSERT_TRUE(record.Open(Record(), BinaryFile::Mode::kReadWrite));
-    RecordWriter writer(record);
-    ASSERT_TRUE(file.SaveUUFile(57, &writer, false));
-    ASSERT_TRUE(record.Flush());
-  }
+  ASSERT_TRUE(Save(file, false));
   const std::string whole = Content(Record());
   for (size_t n = 0; n < whole.size(); ++n) {
     ASSERT_TRUE(WriteWholeFile(Record(), std::string_view(whole).substr(0, n)));
