@@ -11,6 +11,7 @@
 #include "message/address_fields.h"
 #include "message/mail_message.h"
 #include "mime/body_text.h"
+#include "mime/entity_parser.h"
 #include "mime/header_fields.h"
 #include "mime/line_search.h"
 #include "mime/mail_date.h"
@@ -197,9 +198,11 @@ std::string MailMessage::DecodedText(std::string text, size_t begin) const {
 }
 
 void MailMessage::FindUUFiles() {
+  // Every block is a file to write and to sync: as many as there may be parts, the rest stays text.
+  constexpr size_t kMostFiles = EntityParser::kMostParts;
   UUBlockFinder finder(body_text_);
   UUBlock block;
-  while (finder.Next(block)) {
+  while (uu_files_.size() < kMostFiles && finder.Next(block)) {
     has_uu_list_ = true;
     auto file = std::make_shared<UUAtcmt>();
     // A block with a bad name is listed all the same, with its error.

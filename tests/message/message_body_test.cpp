@@ -238,6 +238,15 @@ TEST(UuencodedFiles, ABlockStaysInTheTextUntilItsFileIsWritten) {
             store.attachment("9_57_2_two.txt"));
 }
 
+TEST(UuencodedFiles, BlocksBeyondTenThousandStayText) {
+  const std::string block = "begin 644 a\n!80\n`\nend\n";
+  const auto message = Message("Subject: x\n\n" + test::Repeated(block, 10'001 * block.size()));
+  ASSERT_EQ(message->UUFiles().size(), 10'000u);
+  EXPECT_EQ(message->GetAttachments()->Count(), 10'000);
+  EXPECT_EQ(message->UUFiles().back()->UUData(), "a");
+  EXPECT_TRUE(message->BodyText().ends_with(Crlf(block)));
+}
+
 TEST(UuencodedFiles, WithoutAFolderForThemTheBlocksStayInTheText) {
   RecordStore store(false);
   const auto message = store.Parsed(Crlf(kWithTwoFiles));
