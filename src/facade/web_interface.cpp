@@ -151,6 +151,10 @@ std::shared_ptr<MailMessage> WebInterface::NewMessage(const std::string& sMsgSep
 
 bool WebInterface::BackgroundClean() {
   Guard();
+  if (!connection_) {
+    // The page took it away since Init.
+    throw DatabaseError(DatabaseError::Kind::kOther, "there is no connection");
+  }
   // The text is set on success too: callers test the number.
   SetError(CompactMessageFile(*connection_, account_->PathMessages(), account_->UserId()));
   return NoError();

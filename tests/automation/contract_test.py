@@ -146,6 +146,17 @@ class Arguments(SiteTest):
             with self.subTest(repr(wrong)), self.assertRaises(TypeError):
                 web.ConnDataBase = wrong
 
+    def test_a_connection_taken_away_after_init_is_an_error_never_a_crash(self):
+        web = korvane.create("WebInterface")
+        web.UserId = 7
+        web.ConnDataBase = korvane.connect(self.site.url)
+        self.assertTrue(web.Init(self.site.boss(), -10))
+        web.ConnDataBase = None
+        with self.assertRaises(korvane.AutomationError):
+            web.BackgroundClean()
+        self.assertIsNotNone(web.GetListMessagesInBox(1, -1))
+        self.assertEqual(error_of(web), (0, ""))
+
     def test_no_object_for_the_settings_is_error_1084(self):
         web = korvane.create("WebInterface")
         web.UserId = 7

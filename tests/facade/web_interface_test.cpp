@@ -394,6 +394,15 @@ TEST_F(WebInterfaceTest, AFaultThatTheCleanDoesNotHandleIsRaisedAndLosesNothing)
   EXPECT_TRUE(web->GetMessage(rows[1].id));
 }
 
+TEST_F(WebInterfaceTest, ACleanWhoseConnectionWasTakenAwayIsRaised) {
+  auto web = Web();
+  web->ConnDataBase(nullptr);
+  EXPECT_THROW(web->BackgroundClean(), DatabaseError);
+  EXPECT_EQ(web->GetLastError(), 0);
+  web->ConnDataBase(store.Connect());
+  EXPECT_TRUE(web->BackgroundClean());
+}
+
 TEST_F(WebInterfaceTest, FinishReleasesNothing) {
   auto web = Web();
   EXPECT_TRUE(web->Finish());
