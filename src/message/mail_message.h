@@ -107,6 +107,7 @@ class MailMessage : public Object, public ErrorState {
   void SetAccount(std::shared_ptr<MailUser> account) { account_ = std::move(account); }
 
   /// Fills the fields that a listing shows from a row of "mail"; false when the row is unreadable.
+  /// Throws DatabaseError when the database does not answer.
   bool FillFromRow(const Recordset& row);
 
   /// What StoreRecordAndRow needs to know beside the message.

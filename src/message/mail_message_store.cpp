@@ -259,7 +259,11 @@ bool MailMessage::FillFromRow(const Recordset& row) {
     size_ = row.Field("dimensione").ToInt32().value_or(0);
     exist_attachments_ = row.Field("allegati").ToBool().value_or(false);
     return id.has_value() && read.has_value();
-  } catch (const DatabaseError&) {
+  } catch (const DatabaseError& fault) {
+    // A row that cannot be read is one row. A database that does not answer would have every
+    // further one waited for.
+    const auto kind = fault.kind();
+    if (kind != DatabaseError::Kind::kOther && kind != DatabaseError::Kind::kChanged) throw;
     return false;
   }
 }

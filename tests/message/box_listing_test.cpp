@@ -276,6 +276,22 @@ TEST_F(BoxListing, ADatabaseFaultEndsTheListingWith1008) {
   EXPECT_EQ(list_->GetLastError(), error::DatabaseFault);
 }
 
+TEST_F(BoxListing, ADatabaseThatStopsAnsweringEndsTheListingAtOnce) {
+  Rows(20);
+  for (const auto kind : {DatabaseError::Kind::kConnectionLost, DatabaseError::Kind::kBusy,
+                          DatabaseError::Kind::kDeadlock, DatabaseError::Kind::kUnavailable}) {
+    int asked = 0;
+    watched_->before = [&](const std::string& step) {
+      if (step == "get mittente" && ++asked >= 5) throw DatabaseError(kind, "gone");
+    };
+    EXPECT_FALSE(List({}));
+    EXPECT_EQ(list_->GetLastError(), error::DatabaseFault);
+    EXPECT_EQ(list_->GetLastErrorDesc(), "XXX");
+    EXPECT_EQ(list_->Count(), 4) << "what came is kept";
+    EXPECT_EQ(asked, 5) << "no further row is waited for";
+  }
+}
+
 TEST_F(BoxListing, ASuccessClearsTheErrorOfAFailure) {
   store_.account()->MailListPageSize(0);
   MailMessages list;
