@@ -113,6 +113,8 @@ void RelatedLinks::FindInHtml(MultipartEntity& html) {
       part = PartFor(WithoutPercentSigns(address));
     }
     if (!part) continue;
+    if (count_ == kMostLinks) return;
+    ++count_;
     linked_.insert(part.get());
     html.links_.push_back({place.begin, place.end, place.bare, part});
   }

@@ -3,6 +3,7 @@
 // addresses are put in when the parts have their names.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -15,6 +16,11 @@ namespace korvane {
 
 class RelatedLinks {
  public:
+  /// An address may be a hundred times as long as what it replaces: a mail made of links alone
+  /// would fill the memory, and its record the message file. Links beyond this many in one message
+  /// stay as they are.
+  static constexpr size_t kMostLinks = 100'000;
+
   /// Finds the links of the whole tree below `root`. A part of a multipart/related that nothing
   /// links to becomes an attachment.
   static void FindIn(MultipartEntity& root);
@@ -35,6 +41,7 @@ class RelatedLinks {
 
   std::vector<Parts> open_;  ///< of the multipart/related around the entity, the innermost last
   std::unordered_set<const MultipartEntity*> linked_;
+  size_t count_ = 0;  ///< links found in the whole message
 };
 
 }  // namespace korvane

@@ -211,5 +211,23 @@ TEST_F(RelatedLinksTest, AMegabyteOfHtmlWithTwoHundredPartsTakesLinearTime) {
   EXPECT_EQ(found, links);
 }
 
+TEST_F(RelatedLinksTest, LinksBeyondAHundredThousandInOneMessageStay) {
+  const std::string link = "<a href=cid:i>";
+  const auto links = [&link](size_t count) {
+    return "--r\nContent-Type: text/html\n\n" + test::Repeated(link, count * link.size()) + "\n";
+  };
+  const auto root = MultipartOf("multipart/related; boundary=r",
+                                "--r\nContent-Type: image/gif\nContent-ID: <i>\n\nG\n" +
+                                    links(60'000) + links(50'000) + links(1) + "--r--\n",
+                                account_);
+  ASSERT_TRUE(root->SaveEntityFiles(57, nullptr, true));
+  const auto& parts = root->Children();
+  const std::string address = "<a href=\"/files/9_57_1_Image.gif\">";
+  EXPECT_EQ(parts[1]->Data(), test::Repeated(address, 60'000 * address.size()));
+  EXPECT_EQ(parts[2]->Data(), test::Repeated(address, 40'000 * address.size()) +
+                                  test::Repeated(link, 10'000 * link.size()));
+  EXPECT_EQ(parts[3]->Data(), link);
+}
+
 }  // namespace
 }  // namespace korvane
