@@ -38,7 +38,8 @@ class Registry {
 
   int32_t OpenKey(uint32_t root, std::string_view path, int32_t access);
   int32_t CloseKey();
-  /// An empty value reads as "" with status 0; one of 1,024 bytes or more fails with kMoreData.
+  /// An empty value reads as "" with status 0; one of 1,024 characters or more fails with
+  /// kMoreData.
   int32_t GetStringValue(std::string_view name, std::string& value);
   int32_t SetStringValue(std::string_view name, std::string_view value);
   int32_t GetLongValue(std::string_view name, int32_t& value);

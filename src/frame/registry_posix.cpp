@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "frame/code_page.h"
 #include "frame/files.h"
 #include "frame/settings_file.h"
 
@@ -95,11 +96,15 @@ int32_t Registry::GetStringValue(std::string_view name, std::string& value) {
   if (!(key_->access & kQueryValue)) return kAccessDenied;
   const auto* found = key_->settings.Find(key_->path, name);
   if (!found) return kNotFound;
-  if (found->data.size() > kBufferSize) return kMoreData;
+  // A text is as long as the registry would hand it out: in the code page, a byte a character.
+  const bool is_text = found->type == SettingsFile::kText ||
+                       found->type == SettingsFile::kExpandText ||
+                       found->type == SettingsFile::kMultiText;
+  const size_t size = is_text && found->data.size() > kBufferSize ? FromUtf8(found->data).size()
+                                                                  : found->data.size();
+  if (size > kBufferSize) return kMoreData;
   const size_t end = found->data.find('\0');
-  if (end != std::string::npos || found->data.size() < kBufferSize) {
-    value = found->data.substr(0, end);
-  }
+  if (end != std::string::npos || size < kBufferSize) value = found->data.substr(0, end);
   return kSuccess;
 }
 

@@ -52,6 +52,19 @@ TEST(Registry, AValueOf1023CharactersReadsWholeAndALongerOneFailsAndReadsAsEmpty
   }
 }
 
+TEST(Registry, CharactersBeyondAsciiCountAsOneEach) {
+  for (const size_t length : {512u, 1023u, 1024u}) {
+    std::string text;
+    for (size_t i = 0; i < length; ++i) text += "\u00E0";
+    const SettingsFileInUse file(kFile + "\"Long\"=\"" + text + "\"\r\n");
+    Registry registry;
+    ASSERT_EQ(registry.OpenKey(Registry::kLocalMachine, "SOFTWARE\\Site", 1), 0);
+    std::string value = "before";
+    EXPECT_EQ(registry.GetStringValue("Long", value), length <= 1023 ? 0 : Registry::kMoreData);
+    EXPECT_EQ(value, length <= 1023 ? text : "");
+  }
+}
+
 TEST(Registry, AMissingValueReturnsANonZeroStatusAndEmpty) {
   const SettingsFileInUse file(kFile);
   Registry registry;
