@@ -137,7 +137,10 @@ void TellEnd(const Visit& visit, const FetchJobs::Progress& progress) {
 
 void ShowBox(Visit& visit) {
   BoxView view = ReadView(visit);
-  TellEnd(visit, visit.site.jobs.TakeEnd(visit.user()));
+  // Asked for once: a run that ends while the page is made is told by the next one, which this one
+  // fetches as long as it shows progress.
+  const FetchJobs::Progress progress = visit.site.jobs.TakeEnd(visit.user());
+  TellEnd(visit, progress);
 
   const auto lock = visit.site.mail.LockUser(visit.user());
   const ReadScope reading(*visit.site.mail.Database());
@@ -183,7 +186,7 @@ void ShowBox(Visit& visit) {
   page.ShowIf(messages->Count() > 0, "FILLED");
   FillOrders(page, view);
   FillPaging(page, view, page_count);
-  FillProgress(page, visit.site.jobs.Look(visit.user()));
+  FillProgress(page, progress);
   for (const auto& message : messages->Items()) FillRow(page.Row("MESSAGE"), *message, view.box);
   page.Answer();
 }

@@ -1,12 +1,15 @@
 """The mail site over plain HTTP: what holds for every answer, and what a person who means harm meets."""
 
+import concurrent.futures
 import email
 import re
 import socket
+import threading
 import time
 import unittest
 
 from mail_site import Dovecot, MailSite, Visitor, closed_port, sample, samples
+from pop3_server import Pop3Server  # where mail_site found Dovecot
 
 
 class Served(unittest.TestCase):
@@ -329,6 +332,44 @@ class TwoAtOnce(unittest.TestCase):
                 while '"running":true' in ann.get("/progress").text:
                     time.sleep(0.1)
                 self.assertIn("could not be fetched", ann.get("/box/1").text)
+
+    def test_getting_mail_that_ends_while_a_page_is_made_is_told_all_the_same(self):
+        asked, go_on = threading.Event(), threading.Event()
+
+        class SlowToGive(Pop3Server):
+            def _reply(self, verb, words, deleted):
+                if verb == "RETR":
+                    asked.set()
+                    go_on.wait(30)
+                return super()._reply(verb, words, deleted)
+
+        letter = b"Subject: later\r\n\r\nhello\r\n"
+        with SlowToGive([letter]) as slow, socket.create_server(("127.0.0.1", 0)) as silent, \
+                concurrent.futures.ThreadPoolExecutor() as others:
+            site = MailSite()
+            site.add_user(1, "ann")
+            site.add_account(slow.port)
+            site.add_account(silent.getsockname()[1], username="second")
+            site.sync(1, "--headers")
+            with site:
+                ann = Visitor(site)
+                ann.sign_in("ann")
+                (number,) = ann.messages().values()
+                opened = others.submit(ann.get, f"/message/{number}")
+                self.assertTrue(asked.wait(20))
+                ann.post("/fetch", which="2", what="whole")
+                connection, _ = silent.accept()
+                page = others.submit(ann.get, "/box/1")
+                time.sleep(0.5)  # it waits for the message that is being opened
+                connection.close()
+                while '"running":true' in ann.get("/progress").text:
+                    time.sleep(0.05)
+                go_on.set()
+                self.assertEqual(opened.result().status, 200)
+                said = page.result().text
+                if 'id="progress"' in said:  # then its script asks for the page again
+                    said = ann.get("/box/1").text
+                self.assertIn("could not be fetched", said)
 
 
 class Requests(unittest.TestCase):
