@@ -146,6 +146,7 @@ async function desktop(browser, context, page) {
     const was = await other.innerText();
     await page.click('.menu > summary');
     await other.click();
+    await page.waitForURL('**?format=**');
     await page.click('.menu > summary');
     assert(await other.innerText() !== was || was.includes('HTML'), 'the format is the same');
   });
