@@ -33,13 +33,17 @@ class DatabaseError : public std::runtime_error {
     kChanged,         ///< the row was changed or deleted by somebody else since it was read
     kOther,
   };
-  DatabaseError(Kind kind, const std::string& what) : std::runtime_error(what), kind_(kind) {}
+  DatabaseError(Kind kind, const std::string& what, bool waited = false)
+      : std::runtime_error(what), kind_(kind), waited_(waited || kind == Kind::kBusy) {}
   Kind kind() const { return kind_; }
+  /// True when a lock or a server was already waited for as long as it may take.
+  bool Waited() const { return waited_; }
   /// True when doing the whole transaction again may succeed.
   bool Retryable() const { return kind_ != Kind::kOther && kind_ != Kind::kConnectionLost; }
 
  private:
   Kind kind_;
+  bool waited_;
 };
 
 /// The connection was lost while a commit was under way: it may have been made or not. What the

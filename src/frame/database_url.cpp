@@ -175,6 +175,13 @@ int32_t DatabaseUrl::BusyTimeout() const {
   return Number(Option("timeout"), INT32_MAX).value_or(kDefaultBusyTimeout);
 }
 
+int32_t DatabaseUrl::AnswerSeconds() const {
+  constexpr int32_t kAmongSeveral = 30;
+  const auto milliseconds = Number(Option("answer"), INT32_MAX);
+  if (milliseconds) return *milliseconds / 1000 + (*milliseconds % 1000 != 0);
+  return among_several ? kAmongSeveral : 0;
+}
+
 std::string DatabaseUrl::Option(const std::string& option) const {
   const auto found = options.find(option);
   return found == options.end() ? std::string() : found->second;

@@ -29,6 +29,9 @@ struct DatabaseUrl {
   /// others only the password, for the faults, and the options are set.
   std::string odbc;
   std::map<std::string, std::string> options;
+  /// After how long a server that does not answer counts as lost; 0 is never. Where nothing would
+  /// be asked again it stays so: what makes a schema may take its time.
+  int32_t answer_seconds = 0;
 
   /// Throws DatabaseError, without the URL in its text.
   static DatabaseUrl Parse(const std::string& url);
@@ -41,6 +44,8 @@ struct DatabaseUrl {
   bool MonthFirst() const { return Option("dates") == "month-first"; }
   /// How long to wait for somebody else's lock, in milliseconds.
   int32_t BusyTimeout() const;
+  /// What answer_seconds is where another server can be asked, or the string says.
+  int32_t AnswerSeconds() const;
   std::string Option(const std::string& option) const;
   /// The text with every occurrence of the password blotted out.
   std::string WithoutPassword(std::string text) const;

@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "frame/database_url.h"
+#include "frame/database_values.h"
 #include "frame/dialect_sql.h"
 #include "frame/driver.h"
 
@@ -88,6 +89,8 @@ void WatchConnection([[maybe_unused]] my_socket socket) {
 #endif
 }
 
+bool Reads(std::string_view statement) { return LowerName(statement.substr(0, 7)) == "select "; }
+
 class MariadbDriver final : public Driver {
  public:
   explicit MariadbDriver(const DatabaseUrl& url)
@@ -99,6 +102,10 @@ class MariadbDriver final : public Driver {
     const unsigned int local_files = 0;
     const my_bool yes = 1;
     mysql_options(connection, MYSQL_OPT_CONNECT_TIMEOUT, &connect_timeout);
+    if (url.answer_seconds > 0) {
+      const auto answer_timeout = static_cast<unsigned int>(url.answer_seconds);
+      mysql_options(connection, MYSQL_OPT_READ_TIMEOUT, &answer_timeout);
+    }
     mysql_options(connection, MYSQL_OPT_LOCAL_INFILE, &local_files);
     mysql_options(connection, MYSQL_SET_CHARSET_NAME, "utf8mb4");
     const std::string ssl_mode = url.Option("sslmode");
@@ -149,7 +156,7 @@ class MariadbDriver final : public Driver {
     std::vector<int64_t> numbers(parameters.size());
     for (size_t i = 0; i < parameters.size(); ++i) Bind(parameters[i], binds[i], numbers[i]);
     if (!binds.empty() && mysql_stmt_bind_param(statement, binds.data())) Throw(statement);
-    if (mysql_stmt_execute(statement)) Throw(statement);
+    if (mysql_stmt_execute(statement)) Throw(statement, Reads(text));
     Rows rows;
     rows.affected = static_cast<int64_t>(mysql_stmt_affected_rows(statement));
     if (mysql_stmt_field_count(statement) > 0) Take(statement, rows);
@@ -161,7 +168,7 @@ class MariadbDriver final : public Driver {
     for (const std::string& statement : ScriptStatements(script)) Command(statement);
   }
 
-  void Begin() override { Command("START TRANSACTION"); }
+  void Begin() override { Command("START TRANSACTION", true); }
   void BeginAllocating() override {
     const Parameter seconds = IntegerParameter(lock_seconds_);
     const Rows rows = Run(kMariadbTakeLock, std::span(&seconds, 1));
@@ -193,21 +200,28 @@ class MariadbDriver final : public Driver {
   std::string Message(const char* what) const {
     return url_.WithoutPassword(std::string("mariadb: ") + what);
   }
-  [[noreturn]] void Throw(MYSQL_STMT* statement) {
-    Throw(mysql_stmt_errno(statement), mysql_stmt_error(statement));
+  [[noreturn]] void Throw(MYSQL_STMT* statement, bool reads = false) {
+    Throw(mysql_stmt_errno(statement), mysql_stmt_error(statement), reads);
   }
   /// `error` is copied before anything else is asked.
-  [[noreturn]] void Throw(unsigned int code, const std::string& error) {
-    const bool lost_cluster =
-        code == ER_UNKNOWN_COM_ERROR || (code == ER_LOCK_WAIT_TIMEOUT && LostCluster());
-    if (!lost_cluster) throw DatabaseError(KindOf(code), Message(error.c_str()));
-    const std::string what = "this node has no cluster and takes no statements: " + error;
-    throw DatabaseError(Kind::kUnavailable, Message(what.c_str()));
+  [[noreturn]] void Throw(unsigned int code, const std::string& error, bool reads) {
+    if (const char* what = Unavailable(code, reads)) {
+      throw DatabaseError(Kind::kUnavailable, Message((what + error).c_str()));
+    }
+    throw DatabaseError(KindOf(code), Message(error.c_str()));
   }
-  /// A node without its cluster calls it a lock time-out when it cannot see what the others have.
-  bool LostCluster() {
-    return ShowsValue("VARIABLES LIKE 'wsrep_on'", "ON") &&
-           ShowsValue("STATUS LIKE 'wsrep_ready'", "OFF");
+  /// Why a node of a cluster takes no statements; nothing where `code` is about something else.
+  /// Before a statement that reads a node waits for what the others have committed, and calls a
+  /// lock time-out what is not to be had: without its cluster at once, a moment before it shows
+  /// that it is not ready, and with it when it is too far behind. Reading waits for nothing else.
+  const char* Unavailable(unsigned int code, bool reads) {
+    constexpr const char* kNoCluster = "this node has no cluster and takes no statements: ";
+    if (code == ER_UNKNOWN_COM_ERROR) return kNoCluster;
+    if (code != ER_LOCK_WAIT_TIMEOUT || !ShowsValue("VARIABLES LIKE 'wsrep_on'", "ON")) {
+      return nullptr;
+    }
+    if (ShowsValue("STATUS LIKE 'wsrep_ready'", "OFF")) return kNoCluster;
+    return reads ? "this node does not get what the others have committed: " : nullptr;
   }
   bool ShowsValue(const char* what, std::string_view value) {
     const std::string text = std::string("SHOW ") + what;
@@ -219,10 +233,10 @@ class MariadbDriver final : public Driver {
     char** const row = result ? mysql_fetch_row(result.get()) : nullptr;
     return row && row[1] && value == row[1];
   }
-  void Command(const std::string& text) {
+  void Command(const std::string& text, bool reads = false) {
     CheckUsable();
     if (mysql_real_query(connection_.get(), text.data(), text.size())) {
-      Throw(mysql_errno(connection_.get()), mysql_error(connection_.get()));
+      Throw(mysql_errno(connection_.get()), mysql_error(connection_.get()), reads);
     }
     // A query's rows would otherwise block the next statement.
     mysql_free_result(mysql_store_result(connection_.get()));
@@ -250,7 +264,7 @@ class MariadbDriver final : public Driver {
       const unsigned int code = mysql_stmt_errno(statement);
       const std::string what = mysql_stmt_error(statement);
       mysql_stmt_close(statement);
-      Throw(code, what);
+      Throw(code, what, Reads(text));
     }
     return statement;
   }

@@ -120,10 +120,22 @@ class ReopeningDriver final : public Driver {
 
   void Start(bool allocating) {
     written_ = lost_ = false;
-    Steadily(true, [&](Driver& driver) {
-      allocating ? driver.BeginAllocating() : driver.Begin();
-      return Rows();
-    });
+    // The lock of a cluster holds for one node only, and its holder may hang there: then the
+    // primary key tells who of two was first.
+    size_t nodes = allocating && dialect_ == Dialect::kMariadb ? url_.servers.size() : 1;
+    while (true) {
+      try {
+        Steadily(true, [&](Driver& driver) {
+          allocating ? driver.BeginAllocating() : driver.Begin();
+          return Rows();
+        });
+        break;
+      } catch (const DatabaseError& fault) {
+        if (fault.kind() != Kind::kBusy || --nodes == 0) throw;
+        live_.reset();
+        server_ = (server_ + 1) % url_.servers.size();
+      }
+    }
     in_transaction_ = true;
     allocating_ = allocating;
   }
@@ -142,7 +154,7 @@ class ReopeningDriver final : public Driver {
         const std::string what = fault.what();
         if (!sent) {
           PassOver(fault);
-          if (!attempts.Next()) GiveUp(what);
+          if (!attempts.Next(fault.Waited())) GiveUp(what);
         } else if (IsGone(fault)) {
           Drop(fault);
           if (in_transaction_ && written_) {
@@ -152,8 +164,9 @@ class ReopeningDriver final : public Driver {
           if (!in_transaction_ && !repeatable && fault.kind() == Kind::kConnectionLost) {
             throw CommitInDoubt(what + " (before the answer came: the change may have been made)");
           }
-          if (!attempts.Next()) GiveUp(what);
-        } else if (in_transaction_ || fault.kind() != Kind::kDeadlock || !attempts.Next()) {
+          if (!attempts.Next(fault.Waited())) GiveUp(what);
+        } else if (in_transaction_ || fault.kind() != Kind::kDeadlock ||
+                   !attempts.Next(fault.Waited())) {
           throw;
         }
       }
@@ -162,7 +175,7 @@ class ReopeningDriver final : public Driver {
 
   [[noreturn]] void GiveUp(const std::string& what) {
     lost_ = in_transaction_;
-    throw DatabaseError(Kind::kConnectionLost, what + " (no server took it in time)");
+    throw DatabaseError(Kind::kConnectionLost, what + " (no server took it in time)", true);
   }
 
   const DatabaseUrl url_;
@@ -178,7 +191,9 @@ class ReopeningDriver final : public Driver {
 
 }  // namespace
 
-std::unique_ptr<Driver> OpenReopeningDriver(const DatabaseUrl& url) {
+std::unique_ptr<Driver> OpenReopeningDriver(const DatabaseUrl& given) {
+  DatabaseUrl url = given;
+  url.answer_seconds = url.AnswerSeconds();
   if (url.odbc.empty() && url.dialect == Dialect::kSqlite) return OpenDriver(url, false);
   // At first every server is tried once: a page is not to wait for a database that is not there.
   std::unique_ptr<Driver> open;

@@ -6,8 +6,9 @@
 
 namespace korvane {
 
-bool Attempts::Next() {
-  if (--left_ <= 0 || std::chrono::steady_clock::now() > end_) return false;
+bool Attempts::Next(bool waited) {
+  if (!first_fault_) first_fault_ = Clock::now();
+  if (--left_ <= 0 || Clock::now() > (waited ? begin_ : *first_fault_) + patience_) return false;
   constexpr int kLongest = 250;
   const int longest = done_ < 6 ? std::min(10 << done_, kLongest) : kLongest;
   ++done_;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <type_traits>
 
 #include "database.h"
@@ -17,15 +18,22 @@ inline constexpr std::chrono::seconds kTransactionPatience{10};
 
 /// Pauses between attempts, short at first and of random length, so that two that were in each
 /// other's way do not meet again.
+///
+/// The patience begins with the first fault: a server can be silent for longer than that before its
+/// connection counts as lost, and the next one is to be asked all the same. Behind a fault that was
+/// waited for already it begins with the first attempt.
 class Attempts {
  public:
-  explicit Attempts(std::chrono::milliseconds patience, int most)
-      : end_(std::chrono::steady_clock::now() + patience), left_(most) {}
+  Attempts(std::chrono::milliseconds patience, int most) : patience_(patience), left_(most) {}
   /// Pauses; false, without a pause, when there is to be no further attempt.
-  bool Next();
+  bool Next(bool waited = false);
 
  private:
-  std::chrono::steady_clock::time_point end_;
+  using Clock = std::chrono::steady_clock;
+
+  std::chrono::milliseconds patience_;
+  Clock::time_point begin_ = Clock::now();
+  std::optional<Clock::time_point> first_fault_;
   int left_;
   int done_ = 0;
 };
@@ -68,7 +76,7 @@ void RetriedTransaction(Connection& connection, Transaction::Kind kind, Work&& w
       ask = ask || committing;
       const bool lost = fault.kind() == DatabaseError::Kind::kConnectionLost;
       const bool helps = lost ? connection.Reopens() : fault.Retryable();
-      if (!helps || !attempts.Next()) {
+      if (!helps || !attempts.Next(fault.Waited())) {
         if (in_doubt) throw CommitInDoubt(fault.what());
         throw;
       }

@@ -339,7 +339,7 @@ int32_t CompactMessageFile(Connection& connection, const std::string& path_messa
       const bool lost = fault.kind() == DatabaseError::Kind::kConnectionLost;
       const bool helps = lost ? connection.Reopens() : fault.Retryable();
       const bool back = go_back();
-      if (!back || !helps || !attempts.Next()) throw;
+      if (!back || !helps || !attempts.Next(fault.Waited())) throw;
     } catch (...) {
       go_back();
       throw;

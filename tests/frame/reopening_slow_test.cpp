@@ -222,6 +222,30 @@ TEST(ReopeningMariadb, ALockThatWasWaitedForInVainIsWaitedForAgain) {
   ALockThatWasWaitedForInVain<OnMariadb>();
 }
 
+TEST(ReopeningMariadb, ATransactionLostAfterALongSilenceIsDoneAgain) {
+  Engine engine(OnMariadb::Url());
+  const Shared lost = engine.Another();
+  int attempts = 0;
+  RetriedTransaction(*lost, Transaction::Kind::kAllocating, [&] {
+    Add(*lost, {.id = 1});
+    if (++attempts > 1) return;
+    engine.connection->Execute(OnMariadb::End(Number(FirstValue(*lost, OnMariadb::kSession))));
+    std::this_thread::sleep_for(kTransactionPatience + std::chrono::milliseconds(100));
+    Add(*lost, {.id = 2});
+  });
+  EXPECT_EQ(attempts, 2);
+  EXPECT_EQ(Number(FirstValue(*engine.connection, kCount)), 1);
+}
+
+TEST(ReopeningMariadb, AnAnswerThatTakesLongerThanSaidIsALostConnection) {
+  Engine engine(OnMariadb::Url());
+  const Shared limited = engine.Another("answer=1000");
+  EXPECT_EQ(Number(FirstValue(*limited, "SELECT SLEEP(0.1)")), 0);
+  EXPECT_EQ(KindThrownBy([&] { limited->Execute("SELECT SLEEP(5)"); }), Kind::kConnectionLost);
+  EXPECT_EQ(Number(FirstValue(*limited, kCount)), 0);
+  EXPECT_EQ(Number(FirstValue(*engine.connection, "SELECT SLEEP(2)")), 0);
+}
+
 TEST(ReopeningMariadb, WhereTheFirstServerOfTheListIsNotThereTheNextOneIs) {
   Engine engine(OnMariadb::Url());
   std::string url = OnMariadb::Url();

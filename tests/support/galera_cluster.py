@@ -4,6 +4,7 @@ are on the loopback interface, and a node is told to cut itself off.
 
 Nothing outlives the test: every server dies with the process that started it."""
 
+import contextlib
 import ctypes
 import getpass
 import os
@@ -196,6 +197,37 @@ class GaleraCluster:
     def url(self, *nodes, database="korvane"):
         hosts = ",".join(f"{node.address}:{node.port}" for node in nodes)
         return f"mysql://korvane@{hosts}/{database}"
+
+    @contextlib.contextmanager
+    def held(self, node, statement):
+        """The session that ran a statement stays."""
+        with subprocess.Popen(["/usr/bin/mariadb", "--no-defaults", "-S", node.socket, "-u", "root", "-N",
+                               "-B", "-n", "-e", statement + "; SELECT 1; SELECT SLEEP(60)"],
+                              stdout=subprocess.PIPE, preexec_fn=die_with_parent) as holder:
+            try:
+                holder.stdout.readline()
+                yield
+            finally:
+                holder.kill()
+
+    @contextlib.contextmanager
+    def stands_still(self, node):
+        """The node neither answers nor ends."""
+        os.kill(node.process.pid, signal.SIGSTOP)
+        try:
+            yield
+        finally:
+            os.kill(node.process.pid, signal.SIGCONT)
+
+    def at_work(self):
+        """What every node is doing, in its own words."""
+        said = ""
+        for node in self.nodes:
+            try:
+                said += f"node {node.number}:\n" + self.sql(node, "SHOW FULL PROCESSLIST") + "\n"
+            except (subprocess.CalledProcessError, subprocess.TimeoutExpired):
+                said += f"node {node.number} does not say\n"
+        return said
 
     def kill(self, node):
         """As the loss of its machine's power."""
