@@ -3,6 +3,7 @@
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
 #include "frame/registry.h"
+#include "frame/retried_transaction.h"
 
 namespace korvane {
 
@@ -33,25 +34,33 @@ bool BossObject::Init2(const std::shared_ptr<Connection>& cnnDataBase) {
   ClearError();
   static const std::string kStatement = "select * from testdata where idtestdata = 1";
   static const std::string kWritten = "03/04/2002";
-  try {
-    if (!cnnDataBase) throw DatabaseError(DatabaseError::Kind::kOther, "there is no connection");
-    auto row = cnnDataBase->Open(kStatement);
-    row->SetField("data1", kWritten);
-    row->Update();
-    row->Close();
+  Attempts attempts(kTransactionPatience, kTransactionAttempts);
+  bool again = false;
+  do {
+    try {
+      if (!cnnDataBase) throw DatabaseError(DatabaseError::Kind::kOther, "there is no connection");
+      auto row = cnnDataBase->Open(kStatement);
+      row->SetField("data1", kWritten);
+      row->Update();
+      row->Close();
 
-    row = cnnDataBase->Open(kStatement);
-    is_english_date_ = row->Field("data3").ToText().substr(0, 2) == "22" ? -1 : 1;
-    // The day of data1, read back, would give a second answer. It is not taken: a database that
-    // guesses the order of an ambiguous date gives a wrong one there, and the 22nd cannot be a
-    // month.
-    const int32_t day = LeadingNumber(row->Field("data1").ToText());
-    [[maybe_unused]] const int32_t second_answer = day == 4 ? 1 : day == 3 ? -1 : 0;
-    row->Close();
-  } catch (const DatabaseError& fault) {
-    SetError(error::DatabaseFault);
-    WriteDebugLog(debug_mode_, path_log_, "BossObject.Init2", fault.what());
-  }
+      row = cnnDataBase->Open(kStatement);
+      is_english_date_ = row->Field("data3").ToText().substr(0, 2) == "22" ? -1 : 1;
+      // The day of data1, read back, would give a second answer. It is not taken: a database that
+      // guesses the order of an ambiguous date gives a wrong one there, and the 22nd cannot be a
+      // month.
+      const int32_t day = LeadingNumber(row->Field("data1").ToText());
+      [[maybe_unused]] const int32_t second_answer = day == 4 ? 1 : day == 3 ? -1 : 0;
+      row->Close();
+      again = false;
+    } catch (const DatabaseError& fault) {
+      // Every page asks: another one may have written the row since it was read here.
+      again = fault.Retryable() && attempts.Next();
+      if (again) continue;
+      SetError(error::DatabaseFault);
+      WriteDebugLog(debug_mode_, path_log_, "BossObject.Init2", fault.what());
+    }
+  } while (again);
   return NoError();
 }
 

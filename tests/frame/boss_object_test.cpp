@@ -130,6 +130,8 @@ class PreparedRow : public Connection, public std::enable_shared_from_this<Prepa
   }
   std::vector<std::string> statements;
   std::string written;
+  /// How many updates find the row written by somebody else.
+  int changed = 0;
 
  private:
   struct Row : Recordset {
@@ -146,7 +148,10 @@ class PreparedRow : public Connection, public std::enable_shared_from_this<Prepa
       owner_.written += std::string(name) + "=" + value.ToText();
     }
     void AddNew() override {}
-    void Update() override { owner_.written += "!"; }
+    void Update() override {
+      if (owner_.changed-- > 0) throw DatabaseError(DatabaseError::Kind::kChanged, "changed");
+      owner_.written += "!";
+    }
     void CancelUpdate() override {}
     void Close() override {}
     bool IsOpen() const override { return true; }
@@ -169,6 +174,15 @@ TEST(BossObject, Init2WritesTheProbeAndLetsTheTwentySecondAloneDecide) {
   const auto month_first = std::make_shared<PreparedRow>("03/04/2002", "03/22/2002");
   EXPECT_TRUE(boss.Init2(month_first));
   EXPECT_EQ(boss.IsEnglishDate(), 1);
+}
+
+TEST(BossObject, Init2OfSeveralPagesAtOnceSucceedsForEach) {
+  const auto shared = std::make_shared<PreparedRow>("04/03/2002", "22/03/2002");
+  shared->changed = 3;
+  BossObject boss;
+  EXPECT_TRUE(boss.Init2(shared));
+  EXPECT_EQ(boss.GetLastError(), 0);
+  EXPECT_EQ(boss.IsEnglishDate(), -1);
 }
 
 }  // namespace
