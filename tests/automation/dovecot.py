@@ -8,8 +8,13 @@ import pwd
 import shutil
 import socket
 import subprocess
+import sys
 import tempfile
 import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+
+from free_port import free_port  # noqa: E402  (found through the path above)
 
 
 class Dovecot:
@@ -23,9 +28,7 @@ class Dovecot:
         self._delivered = 0
         root = os.geteuid() == 0
         self._owner = pwd.getpwnam("nobody") if root else pwd.getpwuid(os.geteuid())
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            self.port = probe.getsockname()[1]
+        self.port = free_port()
         me = pwd.getpwuid(os.geteuid()).pw_name
         internal = ("default_internal_user = dovecot\ndefault_login_user = dovenull\n" if root else
                     f"default_internal_user = {me}\ndefault_login_user = {me}\n"
@@ -78,7 +81,7 @@ service pop3-login {{
             plain = {name: value for name, value in os.environ.items() if name != "LD_PRELOAD"}
             self._process = subprocess.Popen(["/usr/sbin/dovecot", "-F", "-c", self.folder / "dovecot.conf"],
                                              stdin=subprocess.DEVNULL, stdout=said, stderr=said, env=plain)
-        deadline = time.monotonic() + 20
+        deadline = time.monotonic() + 60
         while True:
             try:
                 with socket.create_connection(("127.0.0.1", self.port), 1) as connection:

@@ -63,7 +63,7 @@ class ClusterSite(Site):
         connection = korvane.connect(self.url)
         for statement in (
                 "INSERT INTO account_email (Id_account_email, Nome_server, Porta_server, Time_out_server, "
-                f"Username_server, Password_server, caso) VALUES ({number}, '127.0.0.1', {port}, 9000, "
+                f"Username_server, Password_server, caso) VALUES ({number}, '127.0.0.1', {port}, 30000, "
                 f"'{username}', '{PASSWORD}', 0)",
                 "INSERT INTO account_email_utenti (Id_account_email_utenti, id_utente, Id_account_email) "
                 f"VALUES ({number}, {number}, {number})",
@@ -173,7 +173,7 @@ class Galera(unittest.TestCase):
         def give_up(*_):
             raise TimeoutError("the test took too long")
         signal.signal(signal.SIGALRM, give_up)
-        signal.alarm(290)
+        signal.alarm(800)
         self.seed = int(os.environ.get("KORVANE_GALERA_SEED", time.time_ns() % 1_000_000))
         self.chance = random.Random(self.seed)
         if in_namespace():
@@ -235,7 +235,7 @@ class Galera(unittest.TestCase):
             writer.Execute(f"UPDATE account_email SET Time_out_server={time_out} WHERE Id_account_email=1")
             rows = reader.Execute("SELECT Time_out_server FROM account_email WHERE Id_account_email=1")
             self.assertEqual(rows.Fields("Time_out_server").Value, time_out)
-        writer.Execute("UPDATE account_email SET Time_out_server=9000 WHERE Id_account_email=1")
+        writer.Execute("UPDATE account_email SET Time_out_server=30000 WHERE Id_account_email=1")
 
     def a_node_that_lags_behind_is_passed_over(self):
         # It answers a reading statement with the words for a lock that is not to be had, as one does
@@ -285,7 +285,7 @@ class Galera(unittest.TestCase):
                 worker.start()
             what(dovecot)
             stop.set()
-            results = [outcome.get(timeout=60) for _ in workers]
+            results = [outcome.get(timeout=200) for _ in workers]
         finally:
             for worker in workers:
                 worker.join(5)

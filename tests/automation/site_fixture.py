@@ -69,13 +69,13 @@ class Site:
         (self.folder / "registry.reg").write_text("\r\n".join(lines) + "\r\n")
 
     def add_account(self, account, port, user=7, default=False, caso=0, password="secret",
-                    username="ann", host=HERE):
+                    username="ann", host=HERE, time_out=3000):
         """One row of the view, through the tables behind it."""
         with sqlite3.connect(self.database) as connection:
             connection.execute(
                 "INSERT INTO account_email (Id_account_email, Nome_server, Porta_server, "
-                "Time_out_server, Username_server, Password_server, caso) VALUES (?,?,?,3000,?,?,?)",
-                (account, host, port, username, password, caso))
+                "Time_out_server, Username_server, Password_server, caso) VALUES (?,?,?,?,?,?,?)",
+                (account, host, port, time_out, username, password, caso))
             link = connection.execute(
                 "INSERT INTO account_email_utenti (id_utente, Id_account_email) VALUES (?,?)",
                 (user, account)).lastrowid

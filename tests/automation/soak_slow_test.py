@@ -189,11 +189,11 @@ class DatabaseSite(Site):
                         "--dir", self.folder], check=True, stdout=subprocess.DEVNULL)
         self.write_settings()
 
-    def add_account(self, account, port, user, username, default=True):
+    def add_account(self, account, port, user, username, time_out, default=True):
         connection = korvane.connect(self.url)
         for statement in (
                 "INSERT INTO account_email (Id_account_email, Nome_server, Porta_server, Time_out_server, "
-                f"Username_server, Password_server, caso) VALUES ({account}, '127.0.0.1', {port}, 3000, "
+                f"Username_server, Password_server, caso) VALUES ({account}, '127.0.0.1', {port}, {time_out}, "
                 f"'{username}', 'secret', 0)",
                 "INSERT INTO account_email_utenti (Id_account_email_utenti, id_utente, Id_account_email) "
                 f"VALUES ({account}, {user}, {account})",
@@ -208,7 +208,7 @@ class Walks:
         seed = int(os.environ.get("KORVANE_SOAK_SEED", "20261"))
         with Dovecot(USERS) as dovecot:
             for number, name in enumerate(USERS, 1):
-                site.add_account(number, dovecot.port, user=number, default=True, username=name)
+                site.add_account(number, dovecot.port, user=number, default=True, username=name, time_out=30_000)
             context = multiprocessing.get_context("fork")
             outcome = context.Queue()
             walks = [context.Process(target=walk, args=(site, dovecot, name, number, seed + number, operations,

@@ -112,9 +112,9 @@ class InACleanSystem(unittest.TestCase):
         site = self.root.start("korvane-site", "serve", "--port", "0", user="korvane", environment={})
         try:
             address = re.search(r"http://\S+", site.stdout.readline()).group(0)
-            with urllib.request.urlopen(address + "sign-in", timeout=10) as answer:
+            with urllib.request.urlopen(address + "sign-in", timeout=60) as answer:
                 self.assertIn('name="password"', answer.read().decode())
-            with urllib.request.urlopen(address + "static/style.css", timeout=10) as answer:
+            with urllib.request.urlopen(address + "static/style.css", timeout=60) as answer:
                 self.assertEqual(answer.status, 200)
         finally:
             site.terminate()

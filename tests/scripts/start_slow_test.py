@@ -71,13 +71,13 @@ class Start(unittest.TestCase):
         text = self.read_until(terminal, r"Password +garden", 600)
         address = re.search(r"Open +(http://\S+)", text)
         self.assertTrue(address, text)
-        with urllib.request.urlopen(address.group(1), timeout=10) as answer:
+        with urllib.request.urlopen(address.group(1), timeout=60) as answer:
             self.assertIn("Sign in", answer.read().decode())
         self.assertTrue(any("korvane-site" in one for one in processes_below(self.folder)))
 
         os.write(terminal, CTRL_C)
-        self.read_until(terminal, r"(?!)", 30)  # until it closes the terminal
-        deadline = time.monotonic() + 20
+        self.read_until(terminal, r"(?!)", 120)  # until it closes the terminal
+        deadline = time.monotonic() + 60
         ended = (0, 0)
         while ended[0] == 0 and time.monotonic() < deadline:
             ended = os.waitpid(process, os.WNOHANG)

@@ -11,11 +11,12 @@ import os
 import pathlib
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
 import time
+
+from free_port import free_port
 
 PROVIDER = "/usr/lib/galera/libgalera_smm.so"
 INSIDE = "KORVANE_INSIDE_NAMESPACE"
@@ -44,16 +45,6 @@ def die_with_parent():
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)
 
 
-def free_ports(count):
-    probes = [socket.socket() for _ in range(count)]
-    for probe in probes:
-        probe.bind(("127.0.0.1", 0))
-    ports = [probe.getsockname()[1] for probe in probes]
-    for probe in probes:
-        probe.close()
-    return ports
-
-
 def ip(*arguments, pid=None):
     inside = ["nsenter", f"--net=/proc/{pid}/ns/net"] if pid else []
     subprocess.run([*inside, "ip", *arguments], check=True)
@@ -65,7 +56,7 @@ class Node:
         self.folder = folder / f"node{number}"
         self.data = self.folder / "data"
         self.data.mkdir(parents=True)
-        self.port, self.base, self.ist, self.sst = free_ports(4)
+        self.port, self.base, self.ist, self.sst = (free_port() for _ in range(4))
         self.address, self.holder, self.process = "127.0.0.1", None, None
         if in_namespace():
             self.address = f"10.77.0.{10 + number}"
@@ -162,7 +153,7 @@ class GaleraCluster:
         if wait:
             self.wait_for(node, "wsrep_local_state_comment", "Synced")
 
-    def sql(self, node, statement, database="mysql", timeout=20):
+    def sql(self, node, statement, database="mysql", timeout=60):
         return subprocess.run(["/usr/bin/mariadb", "--no-defaults", "-S", node.socket, "-u", "root",
                                "-N", "-B", "-e", statement, database], check=True, text=True,
                               timeout=timeout, stdout=subprocess.PIPE,
@@ -174,7 +165,7 @@ class GaleraCluster:
         except (subprocess.CalledProcessError, subprocess.TimeoutExpired, IndexError):
             return None
 
-    def wait_for(self, node, name, value, seconds=60):
+    def wait_for(self, node, name, value, seconds=150):
         deadline = time.monotonic() + seconds
         while self.status(node, name) != value:
             if time.monotonic() > deadline or node.process.poll() is not None:
