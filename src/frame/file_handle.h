@@ -15,6 +15,7 @@ class FileHandle {
     kRead,
     kReadWrite,  ///< created when missing
     kNew,        ///< for writing; it must not exist
+    kUnnamed,    ///< it must not exist, and at once no name leads to it: see OpenUnnamed
     kAppend,     ///< created when missing; each Append goes to the end as one piece
   };
   enum class Locked { kHeld, kTaken, kFailed };
@@ -34,6 +35,9 @@ class FileHandle {
   /// whether kNew found a file in its way. Waits for nothing, whatever lies under the name.
   static FileHandle Open(const std::string& path, How how);
   static bool LastOpenFoundOne();
+  /// A new file in this directory, to read and to write, that is gone when it is closed or its
+  /// process ends, however that ends.
+  static FileHandle OpenUnnamed(const std::string& directory);
 
   bool IsOpen() const { return handle_ != kNone; }
   bool Close();

@@ -27,12 +27,22 @@ constexpr std::string_view kTemporaryEnd = ".tmp";
 
 // A name in the same directory that no other writer uses. It does not grow with the file's own
 // name, which may already be as long as a name can be.
-std::string TemporaryName(const std::string& path) {
+std::string TemporaryName(const std::string& directory) {
   static std::atomic<unsigned> counter{0};
   std::string name(kTemporaryStart);
   name.append(std::to_string(ProcessId())).append("_");
   name.append(std::to_string(counter.fetch_add(1))).append(kTemporaryEnd);
-  return JoinPath(DirectoryOf(path), name);
+  return JoinPath(directory, name);
+}
+
+/// A file of its own under a name that nobody else has; not open where none can be made.
+FileHandle OpenTemporary(const std::string& directory, FileHandle::How how, std::string& path) {
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    path = TemporaryName(directory);
+    FileHandle file = FileHandle::Open(path, how);
+    if (file.IsOpen() || !FileHandle::LastOpenFoundOne()) return file;
+  }
+  return {};
 }
 
 }  // namespace
@@ -41,14 +51,14 @@ bool IsTemporaryName(std::string_view name) {
   return name.starts_with(kTemporaryStart) && name.ends_with(kTemporaryEnd);
 }
 
+FileHandle FileHandle::OpenUnnamed(const std::string& directory) {
+  std::string path;
+  return OpenTemporary(directory, How::kUnnamed, path);
+}
+
 bool WriteWholeFile(const std::string& path, std::string_view data, bool sync) {
   std::string temporary;
-  FileHandle file;
-  for (int attempt = 0; !file.IsOpen() && attempt < 100; ++attempt) {
-    temporary = TemporaryName(path);
-    file = FileHandle::Open(temporary, FileHandle::How::kNew);
-    if (!file.IsOpen() && !FileHandle::LastOpenFoundOne()) return false;
-  }
+  FileHandle file = OpenTemporary(DirectoryOf(path), FileHandle::How::kNew, temporary);
   if (!file.IsOpen()) return false;
   file.TakeOverRights(path);
   bool ok = file.WriteAll(data.data(), data.size(), 0);

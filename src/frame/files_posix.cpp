@@ -34,6 +34,8 @@ int Flags(FileHandle::How how) {
       return O_RDWR | O_CREAT;
     case FileHandle::How::kNew:
       return O_WRONLY | O_CREAT | O_EXCL;
+    case FileHandle::How::kUnnamed:
+      return O_RDWR | O_CREAT | O_EXCL;
     case FileHandle::How::kAppend:
       break;
   }
@@ -45,7 +47,15 @@ int Descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
 }  // namespace
 
 FileHandle FileHandle::Open(const std::string& path, How how) {
-  return FileHandle(OpenRetrying(path.c_str(), Flags(how)));
+#ifdef O_TMPFILE
+  if (how == How::kUnnamed) {
+    FileHandle file(OpenRetrying(DirectoryOf(path).c_str(), O_RDWR | O_TMPFILE));
+    if (file.IsOpen()) return file;  // not every file system can
+  }
+#endif
+  FileHandle file(OpenRetrying(path.c_str(), Flags(how)));
+  if (how == How::kUnnamed && file.IsOpen() && ::unlink(path.c_str()) != 0) file.Close();
+  return file;
 }
 
 bool FileHandle::LastOpenFoundOne() { return errno == EEXIST; }

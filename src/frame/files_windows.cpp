@@ -149,12 +149,17 @@ bool RenameOverFileSetAside(const std::wstring& from, const std::wstring& to) {
 FileHandle FileHandle::Open(const std::string& path, How how) {
   DWORD access = GENERIC_READ;
   DWORD disposition = OPEN_EXISTING;
+  DWORD attributes = FILE_ATTRIBUTE_NORMAL;
   if (how == How::kReadWrite) {
     access |= GENERIC_WRITE;
     disposition = OPEN_ALWAYS;
   } else if (how == How::kNew) {
     access = GENERIC_WRITE | WRITE_DAC;
     disposition = CREATE_NEW;
+  } else if (how == How::kUnnamed) {
+    access |= GENERIC_WRITE | DELETE;
+    disposition = CREATE_NEW;
+    attributes = FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE;
   } else if (how == How::kAppend) {
     // To read, because without it the file could not be locked.
     access = FILE_APPEND_DATA | FILE_READ_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
@@ -163,8 +168,7 @@ FileHandle FileHandle::Open(const std::string& path, How how) {
   LocalMemory<void> descriptor;
   if (how != How::kRead) descriptor = OwnerOnly();
   SECURITY_ATTRIBUTES security{sizeof security, descriptor.get(), FALSE};
-  OwnedHandle file =
-      Opened(SystemPath(path), access, disposition, FILE_ATTRIBUTE_NORMAL, &security);
+  OwnedHandle file = Opened(SystemPath(path), access, disposition, attributes, &security);
   return FileHandle(file ? reinterpret_cast<std::intptr_t>(file.release()) : kNone);
 }
 

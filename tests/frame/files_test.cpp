@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "frame/file_handle.h"
 #include "support/temp_folder.h"
 
 namespace korvane {
@@ -56,6 +57,40 @@ TEST(WholeFile, RemovingWhatIsNotThereIsNoFailure) {
   EXPECT_TRUE(RemoveFile(folder / "file"));
   EXPECT_FALSE(FileExists(folder / "file"));
   EXPECT_TRUE(RemoveFile(folder / "file"));
+}
+
+TEST(UnnamedFile, IsReadWrittenAndCutAndNoNameLeadsToIt) {
+  const TempFolder folder;
+  const FileHandle file = FileHandle::OpenUnnamed(folder.path());
+  ASSERT_TRUE(file.IsOpen());
+  const std::string text(100'000, 'x');
+  ASSERT_TRUE(file.WriteAll(text.data(), text.size(), 0));
+  ASSERT_TRUE(file.WriteAll("end", 3, 100'000));
+  EXPECT_EQ(file.Length(), 100'003);
+  char back[10] = {};
+  EXPECT_EQ(file.ReadUpTo(back, 5, 99'998), 5);
+  EXPECT_EQ(std::string(back), "xxend");
+  EXPECT_TRUE(file.Resize(50));
+  EXPECT_EQ(file.Length(), 50);
+#ifndef _WIN32  // there the name goes with the last who has it open
+  EXPECT_EQ(FilesIn(folder.path()), 0U);
+#endif
+}
+
+TEST(UnnamedFile, IsGoneWhenItIsClosed) {
+  const TempFolder folder;
+  {
+    const FileHandle one = FileHandle::OpenUnnamed(folder.path());
+    const FileHandle another = FileHandle::OpenUnnamed(folder.path());
+    EXPECT_TRUE(one.IsOpen());
+    EXPECT_TRUE(another.IsOpen());
+  }
+  EXPECT_EQ(FilesIn(folder.path()), 0U);
+}
+
+TEST(UnnamedFile, CannotBeMadeWhereThereIsNoFolder) {
+  const TempFolder folder;
+  EXPECT_FALSE(FileHandle::OpenUnnamed(folder / "nowhere").IsOpen());
 }
 
 TEST(BinaryFile, PositionsCountFromOneAndAppendingIsOnePastTheEnd) {
