@@ -1,7 +1,8 @@
 #include "engine/downloaded_store.h"
 
-#include <algorithm>
 #include <optional>
+#include <span>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -12,18 +13,14 @@
 #include "frame/files.h"
 #include "frame/retried_transaction.h"
 #include "frame/sql_text.h"
+#include "message/mail_message.h"
 #include "message/message_file.h"
 #include "pop3/mail_server.h"
+#include "pop3/new_messages.h"
 #include "pop3/received_time.h"
 
 namespace korvane {
 namespace {
-
-/// A fault that has no object of its own to carry it.
-class Fault : public ErrorState {
- public:
-  explicit Fault(int32_t number) { SetError(number); }
-};
 
 /// The message file or the files of attachments could not be put on the disk.
 struct FilesNotWritten : std::runtime_error {
@@ -32,76 +29,70 @@ struct FilesNotWritten : std::runtime_error {
 
 }  // namespace
 
-/// Consecutive messages of a collection, the newest at `first`, and what storing them led to.
+/// Consecutive messages, the oldest first, and what storing them led to.
 struct DownloadedStore::Batch {
-  const Items& items;
-  size_t first;  ///< the newest
-  size_t last;   ///< the oldest, where the walk starts
-  bool whole;
-  bool with_records;  ///< false when the file did not take them: rows alone
+  std::span<const Item> messages;
+  bool ends_with_newest;  ///< of all that are to be stored
+  bool with_records;      ///< false when the file did not take them: rows alone
   LastDownload state;
-  std::shared_ptr<MailMessage> failed;  ///< the last message whose row could not be made
-  std::vector<std::shared_ptr<MailMessage>> recorded;  ///< stored with their records
-  std::optional<int32_t> row;                          ///< the identifier of a row of this attempt
+  Item failed;                 ///< the last message whose row could not be made
+  Items recorded;              ///< stored with their records
+  std::optional<int32_t> row;  ///< the identifier of a row of this attempt
 };
 
-bool DownloadedStore::StoreMessages(MailMessages& messages, bool delete_on_server,
-                                    LastDownload& state) {
-  return Store(messages, true, delete_on_server, state);
-}
-
-bool DownloadedStore::StoreHeaders(MailMessages& messages, LastDownload& state) {
-  return Store(messages, false, false, state);
-}
-
-/// The first position, from `last` down, of a batch that ends there.
-size_t DownloadedStore::BatchEnd(const Items& items, size_t last) const {
-  size_t first = last;
-  int64_t bytes = items[last]->Size();
-  while (first > 0 && last - first + 1 < kBatchMessages &&
-         bytes + items[first - 1]->Size() <= kBatchBytes) {
-    bytes += items[--first]->Size();
+/// The next messages that are stored together; none when the oldest cannot be read.
+DownloadedStore::Items DownloadedStore::TakeBatch(NewMessages& messages) {
+  Items items;
+  int64_t bytes = 0;
+  while (messages.Count() > 0 && items.size() < kBatchMessages) {
+    const int64_t next = messages.OldestBytes();
+    if (next < 0 || (!items.empty() && bytes + next > kBatchBytes)) break;
+    auto message = messages.TakeOldest();
+    if (!message) break;
+    bytes += next;
+    items.push_back(std::move(message));
   }
-  return first;
+  return items;
 }
 
-bool DownloadedStore::Store(MailMessages& messages, bool whole, bool delete_on_server,
-                            LastDownload& state) {
-  messages.ResetError();
-  const Items& items = messages.Items();
-  size_t left = items.size();
-  // Without transactions nothing that a failed batch had stored could be taken back.
-  size_t one_by_one = connection_.HasTransactions() ? 0 : left;
-  while (left > 0) {
-    const size_t last = left - 1;
-    size_t first = last;
-    if (one_by_one > 0) {
-      --one_by_one;
-    } else {
-      first = BatchEnd(items, last);
-    }
-    Batch batch{items, first, last, whole, whole, state, nullptr, {}, {}};
-    Outcome outcome = StoreBatch(batch, "MailEngine.StoreDownloaded");
-    if (outcome == Outcome::kFailed && first != last) {
-      one_by_one = last - first + 1;
-      continue;
-    }
+bool DownloadedStore::Store(NewMessages& messages, bool delete_on_server, LastDownload& state) {
+  ClearError();
+  const int32_t total = messages.Count();
+  int32_t left = total;
+  // True when this is settled, for better or worse: else the messages are stored one by one.
+  const auto store = [&](std::span<const Item> together, bool ends_with_newest) {
+    Batch batch{together, ends_with_newest, messages.Whole(), state, nullptr, {}, {}};
+    const Outcome outcome = StoreBatch(batch, "MailEngine.StoreDownloaded");
+    if (outcome == Outcome::kFailed && together.size() > 1) return false;
     if (outcome == Outcome::kStored) {
       state = batch.state;
-      if (batch.failed) messages.TakeErrorOf(*batch.failed);
+      if (batch.failed) CopyError(*batch.failed);
       if (delete_on_server) DeleteOnServer(batch);
     } else {
       committed_ = false;
       state.look_up = true;
-      messages.TakeErrorOf(Fault(error::DatabaseFault));
-      if (outcome == Outcome::kHopeless) break;
+      SetError(error::DatabaseFault);
+      hopeless_ = outcome == Outcome::kHopeless;
     }
-    left = first;
-    if (progress_) {
-      progress_(static_cast<int32_t>(items.size() - left), static_cast<int32_t>(items.size()));
+    left -= static_cast<int32_t>(together.size());
+    if (progress_) progress_(total - left, total);
+    return true;
+  };
+  while (left > 0 && !hopeless_) {
+    const Items items = TakeBatch(messages);
+    if (items.empty()) {
+      state.look_up = true;
+      SetError(error::SelectMessageFailed);
+      break;
+    }
+    const bool newest = messages.Count() == 0;
+    // Without transactions nothing that a failed batch had stored could be taken back.
+    if ((connection_.HasTransactions() || items.size() == 1) && store(items, newest)) continue;
+    for (size_t at = 0; at < items.size() && !hopeless_; ++at) {
+      store(std::span(items).subspan(at, 1), newest && at + 1 == items.size());
     }
   }
-  return messages.GetLastError() == 0;
+  return NoError();
 }
 
 DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* place) try {
@@ -137,7 +128,7 @@ DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* p
   } catch (const FilesNotWritten& fault) {
     take_back();
     WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());
-    if (batch.first != batch.last) return Outcome::kFailed;
+    if (batch.messages.size() > 1) return Outcome::kFailed;
     // The last word on this message: its row, without a record.
     batch.with_records = false;
     BinaryFile none;
@@ -178,8 +169,7 @@ void DownloadedStore::WriteBatch(Batch& batch, BinaryFile& file, std::vector<std
   MailMessage::StoreOptions options;
   options.record = batch.with_records;
   options.sync = false;
-  for (size_t at = batch.last + 1; at-- > batch.first;) {
-    const auto& message = batch.items[at];
+  for (const Item& message : batch.messages) {
     message->SetId(NextIdentifier(connection_, "SELECT MAX(id_mail) FROM mail"));
     row->AddNew();
     row->SetField("Letto", false);
@@ -196,7 +186,7 @@ void DownloadedStore::WriteBatch(Batch& batch, BinaryFile& file, std::vector<std
       const ScanTime time = MessageTime(message->Received());
       if (time.readable) {
         batch.state.time = time.text;
-      } else if (at == 0) {
+      } else if (batch.ends_with_newest && message == batch.messages.back()) {
         batch.state.look_up = true;
       }
       row->SetField("DwnldCorrettoFAQ", true);
@@ -215,15 +205,15 @@ void DownloadedStore::WriteBatch(Batch& batch, BinaryFile& file, std::vector<std
 /// its number.
 void DownloadedStore::DeleteOnServer(const Batch& batch) {
   std::vector<ServerDeletions::Row> rows;
-  std::vector<std::shared_ptr<MailMessage>> messages;
-  for (const auto& message : batch.recorded) {
+  Items messages;
+  for (const Item& message : batch.recorded) {
     if (!server_.DeleteServerMessage(message->IdOnServer())) continue;
     rows.push_back({message->Id(), message->IdOnServer()});
     messages.push_back(message);
   }
   try {
     deletions_.Mark(connection_, rows);
-    for (const auto& message : messages) message->SetIdOnServer(kDeletedOnServer);
+    for (const Item& message : messages) message->SetIdOnServer(kDeletedOnServer);
   } catch (const DatabaseError& fault) {
     committed_ = false;
     WriteDebugLog(account_->DebugMode(), account_->PathLog(), "MailEngine.DeleteOnServer",

@@ -15,17 +15,19 @@
 #include <vector>
 
 #include "../frame/database.h"
-#include "../message/mail_messages.h"
+#include "../frame/error_state.h"
 #include "last_download.h"
 #include "server_deletions.h"
 
 namespace korvane {
 
 class BinaryFile;
+class MailMessage;
 class MailServer;
 class MailUser;
+class NewMessages;
 
-class DownloadedStore {
+class DownloadedStore : public ErrorState {
  public:
   /// One pair of syncs and one commit for this many messages or bytes.
   static constexpr size_t kBatchMessages = 100;
@@ -34,11 +36,10 @@ class DownloadedStore {
   DownloadedStore(std::shared_ptr<MailUser> account, Connection& connection, MailServer& server)
       : account_(std::move(account)), connection_(connection), server_(server) {}
 
-  /// Stores whole messages; with `delete_on_server` those whose record was written are deleted
-  /// there. `state` advances as the messages are stored. False when the collection has an error.
-  bool StoreMessages(MailMessages& messages, bool delete_on_server, LastDownload& state);
-  /// Stores messages of which only the header is here.
-  bool StoreHeaders(MailMessages& messages, LastDownload& state);
+  /// Takes the messages out of the collection and stores them; with `delete_on_server` those whose
+  /// record was written are deleted there. `state` advances as they are stored. False when there is
+  /// an error: of a message, 1008, or 1070 where one could not be taken.
+  bool Store(NewMessages& messages, bool delete_on_server, LastDownload& state);
 
   /// Called while the storing goes on: messages done, messages altogether.
   using Progress = std::function<void(int32_t stored, int32_t total)>;
@@ -50,12 +51,12 @@ class DownloadedStore {
   bool Committed() const { return committed_; }
 
  private:
-  using Items = std::vector<std::shared_ptr<MailMessage>>;
+  using Item = std::shared_ptr<MailMessage>;
+  using Items = std::vector<Item>;
   struct Batch;
   enum class Outcome { kStored, kFailed, kHopeless };
 
-  bool Store(MailMessages& messages, bool whole, bool delete_on_server, LastDownload& state);
-  size_t BatchEnd(const Items& items, size_t last) const;
+  static Items TakeBatch(NewMessages& messages);
   Outcome StoreBatch(Batch& batch, const char* place);
   void WriteBatch(Batch& batch, BinaryFile& file, std::vector<std::string>& files);
   void DeleteOnServer(const Batch& batch);
@@ -65,6 +66,7 @@ class DownloadedStore {
   MailServer& server_;
   ServerDeletions deletions_;
   bool committed_ = true;
+  bool hopeless_ = false;  ///< nothing more can be stored in this session
   Progress progress_;
 };
 

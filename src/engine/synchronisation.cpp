@@ -77,38 +77,26 @@ void MailEngine::SyncOpenAccount(const SyncRequest& sync, Session& session) {
 
   DownloadedStore store(account_, *connection_, *server_);
   store.OnProgress(on_stored_);
-  bool clean = true;
-  bool in_parts = false;
-  std::optional<std::string> newest;
-  for (int32_t start = 0;;) {
-    const auto messages =
-        sync.header_only ? server_->GetNewHeaders(*connection_, state.time, state.look_up)
-                         : server_->GetNewMessages(*connection_, state.time, state.look_up,
-                                                   sync.separator, start, !sync.delete_on_server);
-    if (start == 0) newest = server_->NewestReceived();
-    start = server_->SelectionGoesOnAt();
-    clean = messages && server_->GetLastError() == 0;
-    if (!clean) {
-      CopyError(*server_);
-      // A session that the server refused with its greeting has no number.
-      if (NoError()) SetError(error::ReceiveFailed);
-    }
-    if (!messages) {
-      if (!in_parts) state = before;
-      break;
-    }
+  const auto messages =
+      sync.header_only
+          ? server_->GetNewHeaders(*connection_, state.time, state.look_up)
+          : server_->GetNewMessages(*connection_, state.time, state.look_up, sync.separator);
+  bool clean = messages && server_->GetLastError() == 0;
+  if (!clean) {
+    CopyError(*server_);
+    // A session that the server refused with its greeting has no number.
+    if (NoError()) SetError(error::ReceiveFailed);
+  }
+  if (messages) {
     // A selection that stopped left older messages behind: nothing that is stored now may count as
     // known together with them.
-    in_parts = in_parts || start > 0;
-    if (!clean || in_parts) state.look_up = true;
-    const bool stored = sync.header_only
-                            ? store.StoreHeaders(*messages, state)
-                            : store.StoreMessages(*messages, sync.delete_on_server, state);
-    if (!stored) {
-      CopyError(*messages);
+    if (!clean) state.look_up = true;
+    if (!store.Store(*messages, sync.delete_on_server, state)) {
+      CopyError(store);
       clean = false;
     }
-    if (!clean || start == 0) break;
+  } else {
+    state = before;
   }
   try {
     WriteLastDownload(*connection_, *account_, state);
@@ -119,9 +107,8 @@ void MailEngine::SyncOpenAccount(const SyncRequest& sync, Session& session) {
   }
   if (!session.End(&store.Deletions(), store.Committed())) clean = false;
 
-  // A download in parts is under look-ups only for its own sake.
-  const bool settle = before.look_up ? options_.settle : in_parts;
-  if (!settle || !clean || !newest) return;
+  const auto& newest = server_->NewestReceived();
+  if (!before.look_up || !options_.settle || !clean || !newest) return;
   try {
     SettleAccount(*connection_, *account_, *newest);
   } catch (const DatabaseError& fault) {

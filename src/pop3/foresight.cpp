@@ -13,7 +13,8 @@ constexpr int64_t kFirstOfAll = 16;
 constexpr int64_t kFirstHeadersOfAll = 64;
 /// So many bytes of messages may be on their way: no more than can be received and dropped.
 constexpr int64_t kMostBytes = int64_t{2} << 20;
-/// Where nothing will be dropped: what a fast line with a long round trip holds.
+/// Where nothing will be dropped: what a fast line with a long round trip holds, and half of it
+/// until the line has been seen.
 constexpr int64_t kMostBytesOfAll = int64_t{32} << 20;
 constexpr int64_t kUnknownMessage = int64_t{64} << 10;
 constexpr int64_t kHeader = int64_t{4} << 10;
@@ -44,9 +45,9 @@ Foresight::Foresight(ServerLink& link, Plan plan)
       window_(!plan_.all_new ? 1
               : plan_.whole  ? kFirstOfAll
                              : kFirstHeadersOfAll),
-      expect_taken_(plan_.all_new || plan_.goes_on),
+      expect_taken_(plan_.all_new),
       estimate_(plan_.whole ? kUnknownMessage : kHeader),
-      most_bytes_(kMostBytes),
+      most_bytes_(plan_.all_new ? kMostBytesOfAll / 2 : kMostBytes),
       last_taken_(std::chrono::steady_clock::now()) {}
 
 /// False when something else was announced: the session's next command drops it all.
@@ -80,10 +81,7 @@ void Foresight::AtMessage(int32_t number) {
 
 bool Foresight::MayAdd(int64_t outstanding) const {
   if (outstanding == 0) return true;
-  const int64_t room = plan_.whole && !plan_.straight_on
-                           ? std::min(most_bytes_, plan_.most_bytes - taken_bytes_)
-                           : most_bytes_;
-  return outstanding < window_ && (outstanding + 1) * estimate_ <= room;
+  return outstanding < window_ && (outstanding + 1) * estimate_ <= most_bytes_;
 }
 
 /// Announces these commands and what follows them, as far as the window goes.
@@ -107,7 +105,6 @@ void Foresight::Announce(std::vector<ServerLink::Command> commands) {
 
 void Foresight::Took(int64_t bytes) {
   expect_taken_ = true;
-  taken_bytes_ += bytes;
   if (plan_.whole) estimate_ = std::max(bytes, (3 * estimate_ + bytes) / 4);
   ++taken_;
   WidenWhereIdle();

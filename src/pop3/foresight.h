@@ -22,16 +22,10 @@ class Foresight {
   struct Plan {
     bool whole = false;    ///< a message that is taken is fetched
     bool all_new = false;  ///< nothing can stop the selection
-    bool goes_on = false;  ///< an earlier selection of the session stopped for its size
-    /// What is announced goes beyond the end of a selection that stops for its size: the next one
-    /// follows with nothing in between.
-    bool straight_on = false;
-    int64_t most_bytes = 0;  ///< where a selection of whole messages stops
     /// The number that is looked at after this one; 0 when there is none.
     std::function<int32_t(int32_t)> next;
   };
   Foresight(ServerLink& link, Plan plan);
-  bool GoesStraightOn() const { return plan_.straight_on; }
 
   /// The session is about to ask for the header of this message.
   void AtHeader(int32_t number);
@@ -54,7 +48,6 @@ class Foresight {
   int32_t next_ = 0;  ///< the message to announce next
   int64_t estimate_;  ///< bytes of one message
   int64_t taken_ = 0;
-  int64_t taken_bytes_ = 0;
   int64_t most_bytes_;  ///< may be on their way
   std::chrono::steady_clock::time_point last_taken_;
 };

@@ -7,7 +7,6 @@
 
 #include "facade/mail_user.h"
 #include "frame/error_numbers.h"
-#include "pop3/foresight.h"
 
 namespace korvane {
 
@@ -55,19 +54,39 @@ bool MailServer::AskUidl(int32_t number) {
   return NoError() && IsIdle();
 }
 
-/// The header of a message. Nothing without an error, the session idle, is an empty one.
-std::shared_ptr<MailMessage> MailServer::FetchHeader(int32_t number) {
+/// A message's header (TOP) or the whole of it (RETR); `ask_uidl` is false when its unique id was
+/// just asked for. Nothing without an error, the session idle, is an empty one.
+std::optional<ServerMessage> MailServer::Fetch(int32_t number, Command command, bool ask_uidl) {
   message_number_ = number;
   message_size_ = 0;
-  uidl_.clear();
-  Run(Command::kTop);
-  std::string header = std::exchange(data_, {});
-  if (!Tolerates(error::ServerRefusedList)) return nullptr;
-  Run(Command::kUidl);
-  if (!Tolerates(error::ServerRefusedUidl)) return nullptr;
-  if (header.empty()) return nullptr;
+  Run(command);
+  std::string text = std::exchange(data_, {});
+  if (!Tolerates(error::ServerRefusedList)) return std::nullopt;
+  if (ask_uidl) {
+    uidl_.clear();
+    Run(Command::kUidl);
+    if (!Tolerates(error::ServerRefusedUidl)) return std::nullopt;
+  }
+  if (text.empty()) return std::nullopt;
+  return ServerMessage{number, message_size_, uidl_, std::move(text)};
+}
+
+std::shared_ptr<MailMessage> MailServer::FetchHeader(int32_t number) {
+  auto fetched = Fetch(number, Command::kTop);
+  if (!fetched) return nullptr;
   auto message = std::make_shared<MailMessage>();
-  message->LoadHeader(user_, number, message_size_, uidl_, std::move(header));
+  message->LoadHeader(user_, number, fetched->size, fetched->uidl, std::move(fetched->text));
+  return message;
+}
+
+std::shared_ptr<MailMessage> MailServer::FetchWhole(int32_t number, std::string_view separator,
+                                                    bool ask_uidl) {
+  auto fetched = Fetch(number, Command::kRetr, ask_uidl);
+  if (!fetched) return nullptr;
+  // A message that is damaged in part has its own error; it is still there to be read.
+  auto message = std::make_shared<MailMessage>();
+  message->LoadWholeMessage(user_, number, fetched->size, fetched->uidl, separator,
+                            std::move(fetched->text));
   return message;
 }
 
@@ -76,31 +95,6 @@ std::shared_ptr<MailMessage> MailServer::GetMessageHeader(int32_t number) {
   auto message = FetchHeader(number);
   if (!message && NoError() && IsIdle()) SetError(error::EmptyHeader);
   return message;
-}
-
-/// A whole message; `ask_uidl` is false when its unique id was just asked for.
-std::shared_ptr<MailMessage> MailServer::RetrieveWhole(int32_t number, std::string_view separator,
-                                                       bool ask_uidl) {
-  message_number_ = number;
-  message_size_ = 0;
-  Run(Command::kRetr);
-  std::string text = std::exchange(data_, {});
-  text_bytes_ = static_cast<int64_t>(text.size());
-  if (!Tolerates(error::ServerRefusedList)) return nullptr;
-  if (ask_uidl) {
-    uidl_.clear();
-    Run(Command::kUidl);
-    if (!Tolerates(error::ServerRefusedUidl)) return nullptr;
-  }
-  if (text.empty()) return nullptr;
-  // A message that is damaged in part has its own error; it is still there to be read.
-  auto message = std::make_shared<MailMessage>();
-  message->LoadWholeMessage(user_, number, message_size_, uidl_, separator, std::move(text));
-  return message;
-}
-
-std::shared_ptr<MailMessage> MailServer::FetchWhole(int32_t number, std::string_view separator) {
-  return RetrieveWhole(number, separator, true);
 }
 
 std::shared_ptr<MailMessage> MailServer::GetFullMessage(int32_t number,
@@ -115,7 +109,7 @@ std::shared_ptr<MailMessage> MailServer::GetFullMessageByUIDL(int32_t number,
                                                               std::string_view expected,
                                                               std::string_view separator) {
   if (!Begin() || !AskUidl(number) || uidl_ != expected) return nullptr;
-  auto message = RetrieveWhole(number, separator, false);
+  auto message = FetchWhole(number, separator, false);
   if (!message && NoError() && IsIdle()) SetError(error::EmptyMessage);
   return message;
 }

@@ -21,13 +21,13 @@
 #include "../frame/error_state.h"
 #include "../message/mail_messages.h"
 #include "message_traits.h"
+#include "new_messages.h"
 #include "replies.h"
 #include "selection_progress.h"
 #include "server_link.h"
 
 namespace korvane {
 
-class Foresight;
 class MailUser;
 
 class MailServer : public Object, public ErrorState {
@@ -110,18 +110,11 @@ class MailServer : public Object, public ErrorState {
   std::shared_ptr<MailMessages> GetHeadersPage(int32_t page, Any* total_pages, Any* total_messages);
   /// The messages not yet downloaded, newest first. On an error what was taken before it is still
   /// returned. `last_time` is day first. Errors 1008, 1068, 1204.
-  std::shared_ptr<MailMessages> GetNewHeaders(Connection& connection, const std::string& last_time,
-                                              bool first_download);
-  /// Errors 1008, 1069, 1070, 1204.
-  /// Looks at the messages from `start` down, 0 being the newest. A selection that goes on in the
-  /// same session takes the count of the first for granted. With `straight_on` nothing else is
-  /// asked of the server before it does, so that what it reads ahead need not wait for it.
-  std::shared_ptr<MailMessages> GetNewMessages(Connection& connection, const std::string& last_time,
-                                               bool first_download, std::string_view separator,
-                                               int32_t start = 0, bool straight_on = false);
-  /// Where the last selection stopped because it held enough: the number to go on from in this
-  /// session; 0 when it came to its end.
-  int32_t SelectionGoesOnAt() const { return selection_goes_on_at_; }
+  std::unique_ptr<NewMessages> GetNewHeaders(Connection& connection, const std::string& last_time,
+                                             bool first_download);
+  /// The same, whole. Errors 1008, 1069, 1070, 1204.
+  std::unique_ptr<NewMessages> GetNewMessages(Connection& connection, const std::string& last_time,
+                                              bool first_download, std::string_view separator);
 
   /// The "received" text of the newest message that the last selection looked at, or nothing when
   /// it found none on the server.
@@ -138,10 +131,8 @@ class MailServer : public Object, public ErrorState {
     /// thousand bytes a second. A server that sends one byte at a time just within the time-out
     /// would hold the session for ever otherwise.
     int32_t timeouts_per_command = 10;
-    /// A selection of whole messages stops when it has taken this many bytes, so that a large
-    /// mailbox does not have to fit into memory. Within what it took, the oldest is stored
-    /// first; so this is more than most mailboxes hold.
-    int64_t selection_bytes = 32 * 1024 * 1024;
+    /// So many bytes of what a selection takes wait in memory, all else in a file.
+    int64_t in_memory = NewMessages::kInMemory;
   };
   void SetLimits(const Limits& limits);
 
@@ -190,16 +181,17 @@ class MailServer : public Object, public ErrorState {
   bool Tolerates(int32_t refusal);
   bool AskUidl(int32_t number);
   bool Delete(int32_t number);
+  std::optional<ServerMessage> Fetch(int32_t number, Command command, bool ask_uidl = true);
   std::shared_ptr<MailMessage> FetchHeader(int32_t number);
-  std::shared_ptr<MailMessage> FetchWhole(int32_t number, std::string_view separator);
-  std::shared_ptr<MailMessage> RetrieveWhole(int32_t number, std::string_view separator,
-                                             bool ask_uidl);
+  std::shared_ptr<MailMessage> FetchWhole(int32_t number, std::string_view separator,
+                                          bool ask_uidl = true);
   int32_t LastNumber() const;
   bool IsDeleted(int32_t number) const { return deleted_.contains(number); }
 
   // selection.cpp
   struct Selection;
-  bool Select(Connection& connection, const Selection& selection);
+  std::unique_ptr<NewMessages> Select(Connection& connection, const Selection& selection);
+  void Collect(Connection& connection, const Selection& selection, NewMessages& messages);
   int32_t NumberBelow(int32_t number) const;
 
   // finding.cpp
@@ -221,9 +213,8 @@ class MailServer : public Object, public ErrorState {
   std::string command_line_;
   int32_t message_size_ = 0;
   int32_t message_count_ = -1;
-  bool count_read_ = false;      ///< the last reply to STAT held a count
-  int64_t mailbox_bytes_ = -1;   ///< of the session's first reply to STAT
-  int64_t looked_at_bytes_ = 0;  ///< of the messages that the session's selections looked at
+  bool count_read_ = false;     ///< the last reply to STAT held a count
+  int64_t mailbox_bytes_ = -1;  ///< of the session's first reply to STAT
   int32_t received_ = 0;
   int32_t server_timeout_ = 7000;
 
@@ -233,10 +224,6 @@ class MailServer : public Object, public ErrorState {
   int64_t command_bytes_ = 0;
   std::set<int32_t> deleted_;  ///< numbers deleted in this session
   std::optional<std::string> newest_received_;
-  int32_t selection_goes_on_at_ = 0;
-  int32_t selected_from_ = 0;  ///< the last number when the session's selection began
-  std::unique_ptr<Foresight> foresight_;
-  int64_t text_bytes_ = 0;  ///< of the last whole message, as it came
   Progress progress_;
 };
 

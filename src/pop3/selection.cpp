@@ -7,6 +7,8 @@
 #include "facade/mail_user.h"
 #include "frame/debug_log.h"
 #include "frame/error_numbers.h"
+#include "frame/files.h"
+#include "message/message_file.h"
 #include "mime/mail_date.h"
 #include "pop3/foresight.h"
 #include "pop3/known_messages.h"
@@ -17,51 +19,24 @@ namespace korvane {
 
 struct MailServer::Selection {
   const std::string& last_time;
-  bool first_download;   ///< look every candidate up
-  int32_t header_error;  ///< when a header fails
-  int32_t start;         ///< the first number to look at, 0 for the newest
-  bool whole;            ///< what is taken is fetched
-  bool straight_on;      ///< where it stops for its size, the next one follows at once
-  /// Receives each new message, with its header; false stops the selection.
-  std::function<bool(int32_t number, std::shared_ptr<MailMessage> header)> take;
+  bool first_download;         ///< look every candidate up
+  bool whole;                  ///< what is taken is fetched
+  std::string_view separator;  ///< of whole messages
+  int32_t header_error;        ///< when a header fails
 };
 
-std::shared_ptr<MailMessages> MailServer::GetNewHeaders(Connection& connection,
-                                                        const std::string& last_time,
-                                                        bool first_download) {
-  auto messages = std::make_shared<MailMessages>();
-  const bool begun =
-      Select(connection, {last_time, first_download, error::SelectHeaderFailed, 0, false, false,
-                          [&](int32_t number, std::shared_ptr<MailMessage> header) {
-                            messages->Add(std::move(header), number);
-                            return true;
-                          }});
-  return begun ? messages : nullptr;
+std::unique_ptr<NewMessages> MailServer::GetNewHeaders(Connection& connection,
+                                                       const std::string& last_time,
+                                                       bool first_download) {
+  return Select(connection, {last_time, first_download, false, {}, error::SelectHeaderFailed});
 }
 
-std::shared_ptr<MailMessages> MailServer::GetNewMessages(Connection& connection,
-                                                         const std::string& last_time,
-                                                         bool first_download,
-                                                         std::string_view separator, int32_t start,
-                                                         bool straight_on) {
-  auto messages = std::make_shared<MailMessages>();
-  int64_t bytes = 0;
-  const bool begun =
-      Select(connection, {last_time, first_download, error::SelectMessageHeaderFailed, start, true,
-                          straight_on, [&](int32_t number, const std::shared_ptr<MailMessage>&) {
-                            if (auto message = FetchWhole(number, separator)) {
-                              messages->Add(std::move(message), number);
-                              bytes += text_bytes_;
-                              if (bytes < limits_.selection_bytes) return true;
-                              selection_goes_on_at_ = number - 1;
-                              return false;
-                            } else if (!NoError() || !IsIdle()) {
-                              SetError(error::SelectMessageFailed);
-                              return false;
-                            }
-                            return true;  // an empty message is passed over
-                          }});
-  return begun ? messages : nullptr;
+std::unique_ptr<NewMessages> MailServer::GetNewMessages(Connection& connection,
+                                                        const std::string& last_time,
+                                                        bool first_download,
+                                                        std::string_view separator) {
+  return Select(connection,
+                {last_time, first_download, true, separator, error::SelectMessageHeaderFailed});
 }
 
 /// The number that a selection looks at after this one; 0 when there is none.
@@ -72,56 +47,59 @@ int32_t MailServer::NumberBelow(int32_t number) const {
   return std::max(number, 0);
 }
 
-/// False when the selection could not start.
-bool MailServer::Select(Connection& connection, const Selection& selection) try {
+/// Nothing when the selection could not start.
+std::unique_ptr<NewMessages> MailServer::Select(Connection& connection,
+                                                const Selection& selection) {
   newest_received_.reset();
-  selection_goes_on_at_ = 0;
-  if (!Begin()) return false;
-  const bool goes_on = selection.start > 0;
-  if (!goes_on || selected_from_ == 0) {
-    if (!Stat() || !count_read_) {
-      if (NoError()) SetError(selection.header_error);
-      return false;
-    }
-    selected_from_ = LastNumber();
+  if (!Begin()) return nullptr;
+  if (!Stat() || !count_read_) {
+    if (NoError()) SetError(selection.header_error);
+    return nullptr;
   }
+  auto messages =
+      std::make_unique<NewMessages>(user_, selection.whole, selection.separator,
+                                    DirectoryOf(MessageFilePath(*user_)), limits_.in_memory);
+  try {
+    Collect(connection, selection, *messages);
+  } catch (const DatabaseError& fault) {
+    WriteDebugLog(user_->DebugMode(), user_->PathLog(), "MailServer.Select", fault.what());
+    SetError(error::DatabaseFault);
+  }
+  return messages;
+}
+
+void MailServer::Collect(Connection& connection, const Selection& selection,
+                         NewMessages& messages) {
   const ScanTime last = LastDownloadTime(selection.last_time);
   KnownMessages known(connection, *user_);
   bool past = false;  // everything new was seen
-  const int32_t newest = goes_on ? std::min(selection.start, selected_from_) : selected_from_;
+  const int32_t newest = LastNumber();
   const bool all_new = !selection.first_download && last.readable && last.text == kFirstMoment;
-  SelectionProgress progress{.looked_at = selected_from_ - newest,
-                             .total = selected_from_,
-                             .bytes = looked_at_bytes_,
+  SelectionProgress progress{.total = newest,
                              .all_bytes = mailbox_bytes_,
                              .whole = selection.whole,
                              .to_the_end = all_new};
-  if (!goes_on || !foresight_ || !foresight_->GoesStraightOn()) {
-    foresight_ = std::make_unique<Foresight>(
-        link_, Foresight::Plan{.whole = selection.whole,
-                               .all_new = all_new,
-                               .goes_on = goes_on,
-                               .straight_on = selection.straight_on,
-                               .most_bytes = limits_.selection_bytes,
-                               .next = [this](int32_t number) { return NumberBelow(number); }});
-  }
-  Foresight& foresight = *foresight_;
+  Foresight foresight(link_, {.whole = selection.whole,
+                              .all_new = all_new,
+                              .next = [this](int32_t number) { return NumberBelow(number); }});
   for (int32_t number = newest; number >= 1; --number) {
     if (IsDeleted(number)) continue;
     progress.looked_at = progress.total - number;
-    progress.bytes = looked_at_bytes_;
     if (progress_) progress_(progress);
     ++progress.looked_at;
     if (reader_.InStep()) foresight.AtHeader(number);
-    auto header = FetchHeader(number);
-    if (!header) {
+    auto fetched = Fetch(number, Command::kTop);
+    if (!fetched) {
       if (NoError() && IsIdle()) continue;
       SetError(selection.header_error);
       break;
     }
-    looked_at_bytes_ += header->Size();
-    if (!newest_received_) newest_received_ = header->Received();
-    const ScanTime time = MessageTime(header->Received());
+    progress.bytes += fetched->size;
+    MailMessage header;
+    header.LoadHeader(user_, number, fetched->size, fetched->uidl,
+                      selection.whole ? std::move(fetched->text) : fetched->text);
+    if (!newest_received_) newest_received_ = header.Received();
+    const ScanTime time = MessageTime(header.Received());
     const int32_t order = CompareMailDates(last.text, time.text);
     past = past || order > 0;
     // Where a deletion was not final, the one of the next older message may not be either.
@@ -130,7 +108,7 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
     // declared first download has nothing to look up.
     const bool doubtful = !last.readable || (!time.readable && last.text != kFirstMoment);
     if (past || selection.first_download || order == 0 || doubtful) {
-      const KnownMessages::Answer answer = known.LookUp(*header);
+      const KnownMessages::Answer answer = known.LookUp(header);
       past = past || answer == KnownMessages::Answer::kKnownWithOlder;
       if (past && !known.PutRight()) break;
       if (past || answer == KnownMessages::Answer::kKnown) {
@@ -139,17 +117,25 @@ bool MailServer::Select(Connection& connection, const Selection& selection) try 
       }
     }
     ++progress.taken;
-    if (selection.whole && reader_.InStep()) foresight.AtMessage(number);
-    if (!selection.take(number, std::move(header))) break;
-    foresight.Took(selection.whole ? text_bytes_ : 0);
+    if (selection.whole) {
+      if (reader_.InStep()) foresight.AtMessage(number);
+      fetched = Fetch(number, Command::kRetr);
+      if (!fetched && (!NoError() || !IsIdle())) {
+        SetError(error::SelectMessageFailed);
+        break;
+      }
+    }
+    const auto bytes = fetched ? static_cast<int64_t>(fetched->text.size()) : 0;
+    // An empty message is passed over.
+    if (fetched && !messages.Add(std::move(*fetched))) {
+      WriteDebugLog(user_->DebugMode(), user_->PathLog(), "MailServer.Select",
+                    "no room for the messages that wait to be stored");
+      SetError(selection.whole ? error::SelectMessageFailed : selection.header_error);
+      break;
+    }
+    foresight.Took(bytes);
   }
-  progress.bytes = looked_at_bytes_;
   if (progress_) progress_(progress);
-  return true;
-} catch (const DatabaseError& fault) {
-  WriteDebugLog(user_->DebugMode(), user_->PathLog(), "MailServer.Select", fault.what());
-  SetError(error::DatabaseFault);
-  return true;
 }
 
 }  // namespace korvane

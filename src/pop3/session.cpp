@@ -80,9 +80,6 @@ bool MailServer::Connect() {
   deleted_.clear();
   message_count_ = -1;
   mailbox_bytes_ = -1;
-  looked_at_bytes_ = 0;
-  selected_from_ = 0;
-  foresight_.reset();
   reader_.Reset();
   Run(Command::kGreeting, false);
   return NoError();

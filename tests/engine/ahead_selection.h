@@ -14,6 +14,7 @@
 #include "facade/mail_user.h"
 #include "pop3/fake_connection.h"
 #include "pop3/mail_server.h"
+#include "support/taken_messages.h"
 
 namespace korvane::test {
 
@@ -25,12 +26,9 @@ struct SessionRun {
   size_t most_waiting = 0;
 };
 
-inline void TellMessages(std::ostringstream& story, const std::shared_ptr<MailMessages>& messages) {
-  if (!messages) {
-    story << "nothing\n";
-    return;
-  }
-  for (const auto& message : messages->Items()) {
+inline void TellMessages(std::ostringstream& story,
+                         const std::vector<std::shared_ptr<MailMessage>>& messages) {
+  for (const auto& message : messages) {
     story << message->IdOnServer() << " size " << message->Size() << " uidl "
           << message->MessageUIDL() << " id " << message->MessageID() << " header "
           << message->OriginalHeader() << " body " << message->BodyText() << "\n";
@@ -66,7 +64,7 @@ inline SessionRun RunSession(uint64_t seed, bool ahead) {
     MailServer client;
     client.SetUser(user);
     MailServer::Limits limits;
-    if (one_in(3)) limits.selection_bytes = 300;
+    if (one_in(3)) limits.in_memory = 300;
     if (one_in(10)) limits.reply.message = 5'000;
     client.SetLimits(limits);
     double done = 0;
@@ -89,23 +87,19 @@ inline SessionRun RunSession(uint64_t seed, bool ahead) {
     const std::string last = one_in(2)   ? "01/01/0001 00:00:00"
                              : one_in(2) ? "05/03/2020 00:01:00"
                                          : "05/03/2020 00:02:30";
-    int32_t start = 0;
-    do {
-      const auto messages =
-          whole ? client.GetNewMessages(connection, last, look_up, "", start, !remove)
-                : client.GetNewHeaders(connection, last, look_up);
-      tell("selection");
-      TellMessages(story, messages);
-      start = client.SelectionGoesOnAt();
-      story << "goes on at " << start << " newest " << client.NewestReceived().value_or("none")
-            << "\n";
-      if (messages && remove) {
-        for (const auto& message : messages->Items()) {
-          client.DeleteServerMessage(message->IdOnServer());
-          tell("delete");
-        }
+    const auto messages = whole ? client.GetNewMessages(connection, last, look_up, "")
+                                : client.GetNewHeaders(connection, last, look_up);
+    tell(messages ? "selection" : "no selection");
+    story << "newest " << client.NewestReceived().value_or("none") << "\n";
+    if (messages) {
+      const auto taken = TakeAll(*messages);
+      TellMessages(story, taken);
+      for (const auto& message : taken) {
+        if (!remove) break;
+        client.DeleteServerMessage(message->IdOnServer());
+        tell("delete");
       }
-    } while (start > 0 && client.IsIdle());
+    }
     client.Disconnect();
     tell("disconnect");
   }

@@ -56,7 +56,7 @@ class Side {
       sync.delete_on_server = random() % 3 == 0;
       Request request(store_, connection_, account_);
       MailServer::Limits limits;
-      if (random() % 3 == 0) limits.selection_bytes = 300;
+      if (random() % 3 == 0) limits.in_memory = 300;
       request.server->SetLimits(limits);
       request.engine.SetOptions({.settle = random() % 2 == 0});
       request.Sync(sync);

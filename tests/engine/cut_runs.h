@@ -88,6 +88,10 @@ class CutTest : public ServerTest {
   void RunOnce(const CutRun& run) { RunOnce(run, store.Connect()); }
   void RunOnce(const CutRun& run, std::shared_ptr<Connection> connection) {
     Request request(store, std::move(connection));
+    // Most of what waits to be stored waits in its file.
+    MailServer::Limits limits;
+    limits.in_memory = 1'000;
+    request.server->SetLimits(limits);
     MailEngine::SyncRequest sync;
     sync.header_only = !run.whole;
     sync.first_download = run.declared;

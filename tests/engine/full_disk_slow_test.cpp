@@ -182,6 +182,35 @@ TEST_P(FullDisk, AtTheMessageFileGivesRowsWithoutRecordsAndTheMessagesStayOnTheS
   });
 }
 
+TEST_P(FullDisk, WhereMessagesWaitToBeStoredIsAnErrorAndWhatCameBeforeIsStored) {
+  for (int i = 1; i <= 10; ++i) dovecot.Deliver("bob", Large(i, 200'000, true));
+  InAProcess([&] {
+    Store store;
+    AddAccount(store);
+    SmallDisk disk(store.MessageFolder());
+    disk.Fill(900'000);
+    Request first(store);
+    MailServer::Limits limits;
+    limits.in_memory = 250'000;
+    first.server->SetLimits(limits);
+    first.SyncWhole(true, true);
+    EXPECT_EQ(first.Error(), error::SelectMessageFailed);
+    const auto stored = store.Rows();
+    EXPECT_GT(stored.size(), 1U);
+    EXPECT_LT(stored.size(), 10U);
+    for (const auto& row : stored) EXPECT_GT(row.position, 0) << row.subject;
+    EXPECT_EQ(dovecot.Count("bob"), 10 - stored.size());
+    CheckStore(store, 200'000);
+    disk.Free();
+    Request second(store);
+    second.server->SetLimits(limits);
+    second.SyncWhole();
+    EXPECT_EQ(second.Error(), 0);
+    EXPECT_EQ(Sorted(store.Subjects()), Sorted(Expected(10)));
+    CheckStore(store, 200'000);
+  });
+}
+
 TEST_P(FullDisk, AtTheAttachmentsLeavesNoHalfFileAndTheMessagesStayOnTheServer) {
   for (int i = 1; i <= 6; ++i) dovecot.Deliver("bob", Large(i, i == 4 ? 700'000 : 200'000, true));
   InAProcess([&] {

@@ -9,6 +9,7 @@
 #include "frame/files.h"
 #include "frame/schema.h"
 #include "message/message_file.h"
+#include "pop3/new_messages.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,17 +35,14 @@ inline bool StoreMessagesOf(Store& store, int user, int count) {
   Request request(store, store.Connect(), MailUser::kNoAccount, user);
   DownloadedStore downloaded(request.account_object, *request.connection, *request.server);
   for (int first = 1; first <= count; first += kDownload) {
-    MailMessages messages;
+    NewMessages messages(request.account_object, true, "", store.MessageFolder());
     // The newest comes first, as a selection gives them.
     for (int i = std::min(first + kDownload - 1, count); i >= first; --i) {
       const std::string text = MailWithFile(user, i);
-      auto message = std::make_shared<MailMessage>();
-      message->LoadWholeMessage(request.account_object, i, static_cast<int32_t>(text.size()), "",
-                                "", text);
-      messages.Add(std::move(message), i);
+      messages.Add({i, static_cast<int32_t>(text.size()), "", text});
     }
     LastDownload state;
-    if (!downloaded.StoreMessages(messages, false, state)) return false;
+    if (!downloaded.Store(messages, false, state)) return false;
   }
   return true;
 }

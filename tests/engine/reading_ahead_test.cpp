@@ -61,9 +61,6 @@ TEST(ReadingAhead, KeepsTheCommandsOnTheirWayWithinItsBound) {
 
 TEST(ReadingAhead, LargeMessagesDoNotPileUpInTheWindow) {
   Mailbox mailbox(60, 1'500'000);
-  MailServer::Limits limits;
-  limits.selection_bytes = int64_t{32} << 20;  // some twenty of them
-  mailbox.client.SetLimits(limits);
   int taken = 0;
   int asked = 0;
   int most = 0;
@@ -75,8 +72,8 @@ TEST(ReadingAhead, LargeMessagesDoNotPileUpInTheWindow) {
   };
   mailbox.client.Connect();
   mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, false, "");
-  EXPECT_GT(asked, 16);
-  EXPECT_LE(most, 2) << "the one that is read and the next";
+  EXPECT_EQ(asked, 60);
+  EXPECT_LE(most * 1'500'000, 16 << 20) << "on a line without pauses";
 }
 
 TEST(ReadingAhead, AfterALargeMessageSmallOnesGoAheadAgain) {
@@ -122,61 +119,6 @@ TEST(ReadingAhead, DeleAndQuitAreNeverSentAhead) {
   EXPECT_FALSE(mailbox.server.sent_ahead_of_turn);
   EXPECT_EQ(mailbox.server.deleted, std::set<int32_t>{50});
   EXPECT_EQ(mailbox.server.connections, 1);
-}
-
-TEST(ReadingAhead, GoesStraightOnWhereASelectionStopsForItsSize) {
-  std::vector<std::string> commands[2];
-  for (const bool ahead : {false, true}) {
-    Mailbox mailbox(100, 1'000);
-    if (!ahead) mailbox.user->MailServer("pop.example");
-    MailServer::Limits limits;
-    limits.selection_bytes = 20'000;
-    mailbox.client.SetLimits(limits);
-    mailbox.client.Connect();
-    int32_t start = 0;
-    int32_t taken = 0;
-    do {
-      taken += mailbox.client
-                   .GetNewMessages(mailbox.connection, kFirstDownload, start > 0, "", start, true)
-                   ->Count();
-      start = mailbox.client.SelectionGoesOnAt();
-      // Otherwise the line would be empty while the messages are stored.
-      if (start > 0) {
-        EXPECT_EQ(mailbox.Count("TOP ") > taken, ahead);
-      }
-    } while (start > 0);
-    EXPECT_EQ(taken, 100);
-    mailbox.client.Disconnect();
-    EXPECT_EQ(mailbox.server.connections, 1);
-    commands[ahead] = mailbox.server.commands;
-  }
-  EXPECT_EQ(commands[0], commands[1]);
-}
-
-TEST(ReadingAhead, ASelectionThatGoesOnCountsNoMessagesAgain) {
-  for (const char* host : {"pop.example", "pop3+ahead://pop.example"}) {
-    Mailbox mailbox(30, 1'000);
-    mailbox.user->MailServer(host);
-    MailServer::Limits limits;
-    limits.selection_bytes = 10'000;
-    mailbox.client.SetLimits(limits);
-    mailbox.client.Connect();
-    int32_t start = 0;
-    std::set<int32_t> seen;
-    do {
-      const auto messages =
-          mailbox.client.GetNewMessages(mailbox.connection, kFirstDownload, start > 0, "", start);
-      start = mailbox.client.SelectionGoesOnAt();
-      for (const auto& message : messages->Items()) {
-        EXPECT_TRUE(seen.insert(message->IdOnServer()).second);
-        EXPECT_TRUE(mailbox.client.DeleteServerMessage(message->IdOnServer()));
-      }
-    } while (start > 0);
-    EXPECT_EQ(seen.size(), 30U);
-    EXPECT_EQ(mailbox.Count("STAT"), 1);
-    mailbox.client.Disconnect();
-    EXPECT_EQ(mailbox.server.deleted.size(), 30U);
-  }
 }
 
 /// A reply that is not the one that it has to be.

@@ -6,6 +6,7 @@
 #include "engine_fixture.h"
 #include "frame/files.h"
 #include "support/scripted_server.h"
+#include "support/unnamed_files.h"
 
 namespace korvane::test {
 namespace {
@@ -15,9 +16,10 @@ constexpr const char* kFirst = "01/01/0001 00:00:00";
 
 const bool kReadsAhead = LocalHost().find("+ahead") != std::string::npos;
 
-MailServer::Limits SmallSelections() {
+/// So that most of what the tests below deliver waits in the file.
+MailServer::Limits LittleMemory() {
   MailServer::Limits limits;
-  limits.selection_bytes = 10'000;
+  limits.in_memory = 10'000;
   return limits;
 }
 
@@ -407,37 +409,114 @@ TEST_F(Synchronisation, ThePageIsOutOfRangeWithError1007) {
   EXPECT_EQ(request.engine.GetLastErrorDesc(), "XXX");
 }
 
-TEST_F(Synchronisation, AMailboxLargerThanASelectionHoldsIsStoredInPartsOfOneSession) {
+/// Subjects in the order of identifiers, which has to be that of the records.
+std::vector<std::string> InOrderOfStoring(Store& store) {
+  std::vector<std::string> subjects;
+  int32_t id = 0;
+  int32_t position = 0;
+  for (const auto& row : store.Rows()) {
+    EXPECT_GT(row.id, id);
+    EXPECT_GT(row.position, position);
+    id = row.id;
+    position = row.position;
+    subjects.push_back(row.subject);
+  }
+  return subjects;
+}
+
+TEST_F(Synchronisation, AMailboxLargerThanTheMemoryForItIsStoredOldestFirst) {
+  std::vector<std::string> expected;
   for (int i = 1; i <= 40; ++i) {
     dovecot.Deliver("bob", Mail(i, i * 10, "", std::string(2'000, 'x')));
+    expected.push_back("mail " + std::to_string(i));
   }
   for (const bool delete_on_server : {false, true}) {
     proxy->Forget();
     Request request(store);
-    request.server->SetLimits(SmallSelections());
+    request.server->SetLimits(LittleMemory());
     request.SyncWhole(true, delete_on_server);
     EXPECT_EQ(request.Error(), 0);
-    EXPECT_EQ(Stored(), Expected(1, 40));
+    EXPECT_EQ(InOrderOfStoring(store), expected);
     EXPECT_EQ(proxy->Connections(), 1);
-    EXPECT_EQ(proxy->Count("TOP "), 40) << "no message is looked at twice";
+    EXPECT_EQ(proxy->Count("TOP "), 40);
     EXPECT_EQ(proxy->Count("RETR "), 40);
     EXPECT_EQ(dovecot.Count("bob"), delete_on_server ? 0 : 40);
-    // As a download in one part would have left it.
     EXPECT_EQ(store.Kept(account)->time, "05/03/2020 00:06:40");
     EXPECT_FALSE(store.Kept(account)->error);
     for (const auto& row : store.Rows()) EXPECT_TRUE(row.known_with_older);
+    Request check(store);
+    for (const auto& row : store.Rows()) {
+      EXPECT_EQ(check.engine.GetMessage(row.id, "", false)->Subject(ETextFormat::TextFormat_Normal),
+                row.subject);
+    }
     store.db().Execute("DELETE FROM mail WHERE id_utente=7");
     store.db().Execute("DELETE FROM ultimi_scaricamenti WHERE id_utente=7");
+    std::filesystem::remove(store.MessageFile());
   }
 }
 
-TEST_F(Synchronisation, ADownloadInPartsThatIsCutIsResumedUnderLookUps) {
+TEST_F(Synchronisation, HeadersBeyondTheMemoryForThemAreStoredOldestFirst) {
+  Deliver(1, 60);
+  Request request(store);
+  MailServer::Limits limits;
+  limits.in_memory = 500;
+  request.server->SetLimits(limits);
+  MailEngine::SyncRequest sync;
+  sync.header_only = sync.first_download = true;
+  request.Sync(sync);
+  EXPECT_EQ(request.Error(), 0);
+  std::vector<std::string> subjects;
+  for (const auto& row : store.Rows()) subjects.push_back(row.subject);
+  std::vector<std::string> expected;
+  for (int i = 1; i <= 60; ++i) expected.push_back("mail " + std::to_string(i));
+  EXPECT_EQ(subjects, expected);
+}
+
+TEST_F(Synchronisation, WhatWaitsLeavesNoFileBehind) {
+  for (int i = 1; i <= 20; ++i) {
+    dovecot.Deliver("bob", Mail(i, i * 10, "", std::string(2'000, 'x')));
+  }
+  Request request(store);
+  request.server->SetLimits(LittleMemory());
+  bool looked = false;
+  request.engine.OnStored([&](int32_t, int32_t) {
+    looked = true;
+    for (const auto& entry : std::filesystem::directory_iterator(store.MessageFolder())) {
+      EXPECT_FALSE(IsTemporaryName(entry.path().filename().string())) << entry.path();
+    }
+  });
+  request.SyncWhole(true);
+  EXPECT_TRUE(looked);
+}
+
+TEST_F(Synchronisation, WhatCannotBeReadAnyMoreIs1070AndComesTheNextTime) {
+  for (int i = 1; i <= 20; ++i) {
+    dovecot.Deliver("bob", Mail(i, i * 10, "", std::string(2'000, 'x')));
+  }
+  Request damaged(store);
+  damaged.server->SetLimits(LittleMemory());
+  damaged.server->OnProgress([&](const SelectionProgress& now) {
+    if (now.looked_at < now.total) return;
+    EXPECT_EQ(CutUnnamedFiles(store.MessageFolder(), 1'000), 1);
+  });
+  damaged.SyncWhole(true, true);
+  EXPECT_EQ(damaged.Error(), error::SelectMessageFailed);
+  EXPECT_TRUE(store.Rows().empty()) << "none is stored before an older one";
+  EXPECT_TRUE(store.Kept(account)->error);
+  EXPECT_EQ(dovecot.Count("bob"), 20);
+  Request request(store);
+  request.SyncWhole();
+  EXPECT_EQ(request.Error(), 0);
+  EXPECT_EQ(Stored(), Expected(1, 20));
+}
+
+TEST_F(Synchronisation, ADownloadThatIsCutWhileItWaitsIsStoredAsFarAsItCameAndResumedUnderLookUps) {
   for (int i = 1; i <= 20; ++i) {
     dovecot.Deliver("bob", Mail(i, i * 10, "", std::string(2'000, 'x')));
   }
   proxy->Set({.cut_at_verb = "RETR 7"});
   Request cut(store);
-  cut.server->SetLimits(SmallSelections());
+  cut.server->SetLimits(LittleMemory());
   cut.SyncWhole(true);
   EXPECT_EQ(cut.Error(), error::SelectMessageFailed);
   EXPECT_EQ(Stored(), Expected(8, 20));

@@ -19,6 +19,7 @@
 #include "pop3/probed_server.h"
 #include "pop3/transport_tap.h"
 #include "support/scripted_server.h"
+#include "support/taken_messages.h"
 
 namespace korvane::test {
 namespace {
@@ -276,10 +277,19 @@ class DialogueRun {
       EXPECT_EQ(call.result.Plain(0), "nothing");
       return;
     }
-    std::vector<std::string> found = {"messages"};
-    for (const auto& message : messages->Items()) {
-      found.push_back(std::to_string(message->IdOnServer()));
+    ExpectNumbers(call, messages->Items());
+  }
+  static void Expect(const Call& call, const std::unique_ptr<NewMessages>& messages) {
+    if (!messages) {
+      EXPECT_EQ(call.result.Plain(0), "nothing");
+      return;
     }
+    ExpectNumbers(call, TakeAll(*messages));
+  }
+  static void ExpectNumbers(const Call& call,
+                            const std::vector<std::shared_ptr<MailMessage>>& messages) {
+    std::vector<std::string> found = {"messages"};
+    for (const auto& message : messages) found.push_back(std::to_string(message->IdOnServer()));
     EXPECT_EQ(found, call.result.plain);
   }
 

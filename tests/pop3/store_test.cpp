@@ -52,9 +52,10 @@ class Store : public testing::Test {
     const auto taken = session.client->GetNewHeaders(*connection_, last_time, look_up);
     EXPECT_EQ(session.client->GetLastError(), 0);
     std::vector<int32_t> numbers;
-    for (const auto& message : taken->Items()) numbers.push_back(message->IdOnServer());
-    for (auto at = taken->Items().rbegin(); at != taken->Items().rend(); ++at) {
-      Keep(**at, complete);
+    while (taken->Count() > 0) {
+      const auto message = taken->TakeOldest();
+      numbers.insert(numbers.begin(), message->IdOnServer());
+      Keep(*message, complete);
     }
     session.End();
     return numbers;
