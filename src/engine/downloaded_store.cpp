@@ -1,5 +1,6 @@
 #include "engine/downloaded_store.h"
 
+#include <future>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -78,19 +79,23 @@ bool DownloadedStore::Store(NewMessages& messages, bool delete_on_server, LastDo
     if (progress_) progress_(total - left, total);
     return true;
   };
-  while (left > 0 && !hopeless_) {
-    const Items items = TakeBatch(messages);
-    if (items.empty()) {
-      state.look_up = true;
-      SetError(error::SelectMessageFailed);
-      break;
-    }
+  for (Items items = TakeBatch(messages); !items.empty();) {
     const bool newest = messages.Count() == 0;
+    // What comes next is read and parsed while this is written.
+    std::future<Items> next;
+    if (!newest) next = std::async([&messages] { return TakeBatch(messages); });
     // Without transactions nothing that a failed batch had stored could be taken back.
-    if ((connection_.HasTransactions() || items.size() == 1) && store(items, newest)) continue;
-    for (size_t at = 0; at < items.size() && !hopeless_; ++at) {
-      store(std::span(items).subspan(at, 1), newest && at + 1 == items.size());
+    const bool together = connection_.HasTransactions() || items.size() == 1;
+    if (!together || !store(items, newest)) {
+      for (size_t at = 0; at < items.size() && !hopeless_; ++at) {
+        store(std::span(items).subspan(at, 1), newest && at + 1 == items.size());
+      }
     }
+    items = next.valid() && !hopeless_ ? next.get() : Items();
+  }
+  if (left > 0 && !hopeless_) {
+    state.look_up = true;
+    SetError(error::SelectMessageFailed);
   }
   return NoError();
 }
