@@ -296,6 +296,8 @@ class Galera(unittest.TestCase):
             of_kind = [result for result in results if result[0] == kind]
             say(f"{sum(r[1] for r in of_kind)} {kind}s, the longest took {max(r[2] for r in of_kind):.1f} s")
         faults = sorted(fault for result in results for fault in result[3])
+        if faults:
+            say("when the nodes had a cluster:\n" + self.cluster.changes())
         self.assertEqual(faults, [], "\n".join(f"{moment} s: {what}" for moment, what in faults))
         for result in results:
             self.changed.update(result[4])

@@ -210,6 +210,12 @@ class GaleraCluster:
         finally:
             os.kill(node.process.pid, signal.SIGCONT)
 
+    def changes(self):
+        """When which node had a cluster and when none: what was asked meanwhile no retry can cure."""
+        return "\n".join(f"node {node.number}: {line}" for node in self.nodes
+                         for line in node.log.read_text(errors="replace").splitlines()
+                         if "Server status change" in line or "New COMPONENT" in line)
+
     def at_work(self):
         """What every node is doing, in its own words."""
         said = ""
