@@ -81,9 +81,12 @@ bool DownloadedStore::Store(NewMessages& messages, bool delete_on_server, LastDo
   };
   for (Items items = TakeBatch(messages); !items.empty();) {
     const bool newest = messages.Count() == 0;
-    // What comes next is read and parsed while this is written.
+    // What comes next is read and parsed while this is written; a large message waits, so that
+    // there is never more than it in memory.
     std::future<Items> next;
-    if (!newest) next = std::async([&messages] { return TakeBatch(messages); });
+    if (!newest && messages.OldestBytes() <= kBatchBytes) {
+      next = std::async([&messages] { return TakeBatch(messages); });
+    }
     // Without transactions nothing that a failed batch had stored could be taken back.
     const bool together = connection_.HasTransactions() || items.size() == 1;
     if (!together || !store(items, newest)) {
@@ -91,7 +94,9 @@ bool DownloadedStore::Store(NewMessages& messages, bool delete_on_server, LastDo
         store(std::span(items).subspan(at, 1), newest && at + 1 == items.size());
       }
     }
-    items = next.valid() && !hopeless_ ? next.get() : Items();
+    if (hopeless_) break;
+    items.clear();
+    items = next.valid() ? next.get() : TakeBatch(messages);
   }
   if (left > 0 && !hopeless_) {
     state.look_up = true;
