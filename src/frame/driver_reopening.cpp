@@ -122,7 +122,8 @@ class ReopeningDriver final : public Driver {
     written_ = lost_ = false;
     // The lock of a cluster holds for one node only, and its holder may hang there: then the
     // primary key tells who of two was first.
-    size_t nodes = allocating && dialect_ == Dialect::kMariadb ? url_.servers.size() : 1;
+    const bool others = allocating && dialect_ == Dialect::kMariadb && url_.servers.size() > 1;
+    size_t nodes = others ? url_.servers.size() : 1;
     while (true) {
       try {
         Steadily(true, [&](Driver& driver) {
