@@ -12,7 +12,7 @@ set(public_headers
   message/mail_message.h message/mail_messages.h
   mime/content_fields.h mime/mail_attachment.h mime/mail_attachments.h mime/multipart_entity.h
   mime/uu_attachment.h
-  pop3/mail_server.h pop3/message_traits.h pop3/replies.h pop3/reply_shape.h
+  pop3/mail_server.h pop3/message_traits.h pop3/new_messages.h pop3/replies.h pop3/reply_shape.h
   pop3/selection_progress.h pop3/server_link.h)
 foreach(header ${public_headers})
   get_filename_component(folder ${header} DIRECTORY)

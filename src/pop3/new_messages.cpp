@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "frame/file_handle.h"
 #include "message/mail_message.h"
 
 namespace korvane {
@@ -20,10 +21,12 @@ NewMessages::NewMessages(std::shared_ptr<MailUser> account, bool whole, std::str
       folder_(std::move(folder)),
       in_memory_(in_memory) {}
 
+NewMessages::~NewMessages() = default;
+
 bool NewMessages::Add(ServerMessage message) {
   const auto bytes = static_cast<int64_t>(message.text.size() + message.uidl.size());
   // Once there is a file, all that is older goes there: it is a stack.
-  if (!file_.IsOpen() && first_bytes_ + bytes <= in_memory_) {
+  if (!file_ && first_bytes_ + bytes <= in_memory_) {
     first_bytes_ += bytes;
     first_.push_back(std::move(message));
   } else if (!Write(message)) {
@@ -34,15 +37,18 @@ bool NewMessages::Add(ServerMessage message) {
 }
 
 bool NewMessages::Write(const ServerMessage& message) {
-  if (!file_.IsOpen()) file_ = FileHandle::OpenUnnamed(folder_);
-  if (!file_.IsOpen()) return false;
+  if (!file_) {
+    auto opened = std::make_unique<FileHandle>(FileHandle::OpenUnnamed(folder_));
+    if (!opened->IsOpen()) return false;
+    file_ = std::move(opened);
+  }
   const Trailer trailer{static_cast<int64_t>(message.text.size()),
                         static_cast<int64_t>(message.uidl.size()), message.number, message.size};
   std::string behind = message.uidl;
   behind.append(reinterpret_cast<const char*>(&trailer), sizeof trailer);
-  if (!file_.WriteAll(message.text.data(), message.text.size(), end_) ||
-      !file_.WriteAll(behind.data(), behind.size(), end_ + trailer.text_bytes)) {
-    file_.Resize(end_);
+  if (!file_->WriteAll(message.text.data(), message.text.size(), end_) ||
+      !file_->WriteAll(behind.data(), behind.size(), end_ + trailer.text_bytes)) {
+    file_->Resize(end_);
     return false;
   }
   end_ += trailer.text_bytes + static_cast<int64_t>(behind.size());
@@ -57,7 +63,7 @@ bool NewMessages::ReadTrailer() {
   if (last_read_) return true;
   const int64_t before = end_ - kSize;
   last_read_ = before >= 0 &&
-               file_.ReadUpTo(reinterpret_cast<char*>(&last_), kSize, before) == kSize &&
+               file_->ReadUpTo(reinterpret_cast<char*>(&last_), kSize, before) == kSize &&
                last_.text_bytes >= 0 && last_.text_bytes <= before && last_.uidl_bytes >= 0 &&
                last_.uidl_bytes <= before - last_.text_bytes;
   return last_read_;
@@ -74,7 +80,7 @@ bool NewMessages::Read(ServerMessage& message) {
       end_ - static_cast<int64_t>(sizeof last_) - last_.uidl_bytes - last_.text_bytes;
   const auto read = [&](std::string& to, int64_t bytes, int64_t from) {
     to.resize(static_cast<size_t>(bytes));
-    return file_.ReadUpTo(to.data(), to.size(), from) == bytes;
+    return file_->ReadUpTo(to.data(), to.size(), from) == bytes;
   };
   if (!read(message.text, last_.text_bytes, begin) ||
       !read(message.uidl, last_.uidl_bytes, begin + last_.text_bytes)) {
@@ -86,7 +92,7 @@ bool NewMessages::Read(ServerMessage& message) {
   last_read_ = false;
   // The store needs the room that this leaves. Should the system not take it back, it is only late.
   if (end_ == 0 || length_ - end_ >= kCutAfter) {
-    file_.Resize(end_);
+    file_->Resize(end_);
     length_ = end_;
   }
   return true;

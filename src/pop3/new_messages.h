@@ -12,10 +12,9 @@
 #include <string_view>
 #include <vector>
 
-#include "../frame/file_handle.h"
-
 namespace korvane {
 
+class FileHandle;
 class MailMessage;
 class MailUser;
 
@@ -36,6 +35,7 @@ class NewMessages {
   /// `folder` when it is needed.
   NewMessages(std::shared_ptr<MailUser> account, bool whole, std::string_view separator,
               std::string folder, int64_t in_memory = kInMemory);
+  ~NewMessages();
   NewMessages(const NewMessages&) = delete;
   NewMessages& operator=(const NewMessages&) = delete;
 
@@ -73,10 +73,10 @@ class NewMessages {
 
   std::vector<ServerMessage> first_;  ///< the newest, in memory
   int64_t first_bytes_ = 0;
-  FileHandle file_;
-  int64_t end_ = 0;     ///< of what waits in the file
-  int64_t length_ = 0;  ///< of the file
-  Trailer last_{};      ///< of the last message in the file
+  std::unique_ptr<FileHandle> file_;  ///< once there is one
+  int64_t end_ = 0;                   ///< of what waits in the file
+  int64_t length_ = 0;                ///< of the file
+  Trailer last_{};                    ///< of the last message in the file
   bool last_read_ = false;
 };
 
