@@ -24,7 +24,9 @@ NewMessages::NewMessages(std::shared_ptr<MailUser> account, bool whole, std::str
 NewMessages::~NewMessages() = default;
 
 bool NewMessages::Add(ServerMessage message) {
-  const auto bytes = static_cast<int64_t>(message.text.size() + message.uidl.size());
+  // A server may have millions of messages with hardly any text.
+  const auto bytes =
+      static_cast<int64_t>(sizeof message + message.text.size() + message.uidl.size());
   // Once there is a file, all that is older goes there: it is a stack.
   if (!file_ && first_bytes_ + bytes <= in_memory_) {
     first_bytes_ += bytes;

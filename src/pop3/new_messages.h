@@ -28,7 +28,7 @@ struct ServerMessage {
 
 class NewMessages {
  public:
-  /// How many bytes of texts wait in memory.
+  /// How many bytes wait in memory.
   static constexpr int64_t kInMemory = int64_t{8} << 20;
 
   /// `whole` tells what the texts are; `separator` is for whole messages. The file is made in

@@ -14,6 +14,15 @@ TEST_F(Waiting, NoNameLeadsToTheFile) {
   EXPECT_TRUE(FolderIsEmpty());
 }
 
+TEST_F(Waiting, MessagesWithHardlyAnyTextDoNotFillTheMemory) {
+  NewMessages messages = Collection(100'000);
+  const FileSizeLimit limit(0);
+  int added = 0;
+  while (added < 50'000 && messages.Add({1, 1, "", "x"})) ++added;
+  EXPECT_GT(added, 100);
+  EXPECT_LT(added, 10'000) << "each costs more than its text";
+}
+
 TEST_F(Waiting, AFileThatCannotGrowRefusesAMessageAndKeepsThoseBeforeIt) {
   NewMessages messages = Collection(0);
   {
