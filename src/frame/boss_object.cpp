@@ -55,7 +55,7 @@ bool BossObject::Init2(const std::shared_ptr<Connection>& cnnDataBase) {
       again = false;
     } catch (const DatabaseError& fault) {
       // Every page asks: another one may have written the row since it was read here.
-      again = fault.Retryable() && attempts.Next();
+      again = fault.Retryable() && attempts.Next(fault.Waited());
       if (again) continue;
       SetError(error::DatabaseFault);
       WriteDebugLog(debug_mode_, path_log_, "BossObject.Init2", fault.what());
