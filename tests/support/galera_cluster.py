@@ -115,7 +115,8 @@ class GaleraCluster:
         self.start(first, "--wsrep-new-cluster")
         self.sql(first, "CREATE USER korvane@'%'; GRANT ALL ON *.* TO korvane@'%'")
         for node in self.nodes[1:]:
-            self.start(node)
+            self.start(node, wait=False)
+            self.wait_until_synchronised(node)
 
     def start(self, node, *more, wait=True):
         members = ",".join(f"{one.address}:{one.base}" for one in self.nodes)
@@ -168,20 +169,26 @@ class GaleraCluster:
     def wait_for(self, node, name, value, seconds=150):
         deadline = time.monotonic() + seconds
         while self.status(node, name) != value:
-            if time.monotonic() > deadline or node.process.poll() is not None:
+            if time.monotonic() > deadline or self.is_out(node):
                 raise RuntimeError(f"node {node.number}: {name} is {self.status(node, name)}, not {value}: "
-                                   + node.log.read_text(errors="replace")[-3000:])
+                                   + node.log.read_text(errors="replace")[-20000:])
             time.sleep(0.1)
 
+    def is_out(self, node):
+        """It has ended, or left the others and does not look for them any more. A node that joins does
+        either where the group it joins changes before it has what it lacks."""
+        return node.process.poll() is not None or self.status(node, "wsrep_connected") == "OFF"
+
     def wait_until_synchronised(self, node):
-        """A node that cannot get what it lacks ends itself; it is started again, as a service is."""
-        for _ in range(3):
+        """A node that is out is started again, as a service is."""
+        for _ in range(5):
             try:
                 return self.wait_for(node, "wsrep_local_state_comment", "Synced")
             except RuntimeError:
-                if node.process.poll() is None:
+                if not self.is_out(node):
                     raise
-            print(f"         node {node.number} has ended itself and is started again", flush=True)
+            print(f"         node {node.number} is out and is started again", flush=True)
+            self.kill(node)
             self.start(node, wait=False)
         return self.wait_for(node, "wsrep_local_state_comment", "Synced")
 
@@ -227,8 +234,10 @@ class GaleraCluster:
         return said
 
     def kill(self, node):
-        """As the loss of its machine's power."""
-        os.killpg(node.process.pid, signal.SIGKILL)
+        """As the loss of its machine's power. One that ended by itself leaves the programs that copied
+        its data."""
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(node.process.pid, signal.SIGKILL)
         node.process.wait()
 
     def set_cut_off(self, node, cut_off):
