@@ -63,7 +63,7 @@ bool DownloadedStore::Store(NewMessages& messages, bool delete_on_server, LastDo
   // True when this is settled, for better or worse: else the messages are stored one by one.
   const auto store = [&](std::span<const Item> together, bool ends_with_newest) {
     Batch batch{together, ends_with_newest, messages.Whole(), state, nullptr, {}, {}};
-    const Outcome outcome = StoreBatch(batch, "MailEngine.StoreDownloaded");
+    const Outcome outcome = StoreBatch(batch);
     if (outcome == Outcome::kFailed && together.size() > 1) return false;
     if (outcome == Outcome::kStored) {
       state = batch.state;
@@ -105,7 +105,7 @@ bool DownloadedStore::Store(NewMessages& messages, bool delete_on_server, LastDo
   return NoError();
 }
 
-DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* place) try {
+DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch) try {
   const LastDownload before = batch.state;
   const std::string path = MessageFilePath(*account_);
   const MessageFileLock lock(connection_, *account_);
@@ -137,7 +137,7 @@ DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* p
     store_in(file);
   } catch (const FilesNotWritten& fault) {
     take_back();
-    WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());
+    LogFault(fault);
     if (batch.messages.size() > 1) return Outcome::kFailed;
     // The last word on this message: its row, without a record.
     batch.with_records = false;
@@ -153,17 +153,22 @@ DownloadedStore::Outcome DownloadedStore::StoreBatch(Batch& batch, const char* p
   }
   return Outcome::kStored;
 } catch (const DatabaseError& fault) {
-  WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());
+  LogFault(fault);
   return fault.kind() == DatabaseError::Kind::kConnectionLost ? Outcome::kHopeless
                                                               : Outcome::kFailed;
 } catch (const MessageFileBusy& fault) {
   // Each further batch would wait as long.
-  WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());
+  LogFault(fault);
   return Outcome::kHopeless;
 } catch (const std::exception& fault) {
   // An interrupted compaction that could not be settled: the positions are in doubt.
-  WriteDebugLog(account_->DebugMode(), account_->PathLog(), place, fault.what());
+  LogFault(fault);
   return Outcome::kFailed;
+}
+
+void DownloadedStore::LogFault(const std::exception& fault) const {
+  WriteDebugLog(account_->DebugMode(), account_->PathLog(), "MailEngine.StoreDownloaded",
+                fault.what());
 }
 
 /// Inside the transaction: records, attachment files and rows, and the files on the disk.

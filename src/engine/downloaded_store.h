@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -57,7 +58,8 @@ class DownloadedStore : public ErrorState {
   enum class Outcome { kStored, kFailed, kHopeless };
 
   static Items TakeBatch(NewMessages& messages);
-  Outcome StoreBatch(Batch& batch, const char* place);
+  Outcome StoreBatch(Batch& batch);
+  void LogFault(const std::exception& fault) const;
   void WriteBatch(Batch& batch, BinaryFile& file, std::vector<std::string>& files);
   void DeleteOnServer(const Batch& batch);
 

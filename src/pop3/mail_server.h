@@ -28,6 +28,7 @@
 
 namespace korvane {
 
+class Foresight;
 class MailUser;
 
 class MailServer : public Object, public ErrorState {
@@ -192,6 +193,8 @@ class MailServer : public Object, public ErrorState {
   struct Selection;
   std::unique_ptr<NewMessages> Select(Connection& connection, const Selection& selection);
   void Collect(Connection& connection, const Selection& selection, NewMessages& messages);
+  bool Take(const Selection& selection, int32_t number, std::optional<ServerMessage> fetched,
+            Foresight& foresight, NewMessages& messages);
   int32_t NumberBelow(int32_t number) const;
 
   // finding.cpp

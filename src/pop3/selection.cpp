@@ -117,25 +117,34 @@ void MailServer::Collect(Connection& connection, const Selection& selection,
       }
     }
     ++progress.taken;
-    if (selection.whole) {
-      if (reader_.InStep()) foresight.AtMessage(number);
-      fetched = Fetch(number, Command::kRetr);
-      if (!fetched && (!NoError() || !IsIdle())) {
-        SetError(error::SelectMessageFailed);
-        break;
-      }
-    }
-    const auto bytes = fetched ? static_cast<int64_t>(fetched->text.size()) : 0;
-    // An empty message is passed over.
-    if (fetched && !messages.Add(std::move(*fetched))) {
-      WriteDebugLog(user_->DebugMode(), user_->PathLog(), "MailServer.Select",
-                    "no room for the messages that wait to be stored");
-      SetError(selection.whole ? error::SelectMessageFailed : selection.header_error);
-      break;
-    }
-    foresight.Took(bytes);
+    if (!Take(selection, number, std::move(fetched), foresight, messages)) break;
   }
   if (progress_) progress_(progress);
+}
+
+/// Adds a message of which the header came, whole where that is wanted. False, with an error, when
+/// the selection stops.
+bool MailServer::Take(const Selection& selection, int32_t number,
+                      std::optional<ServerMessage> fetched, Foresight& foresight,
+                      NewMessages& messages) {
+  if (selection.whole) {
+    if (reader_.InStep()) foresight.AtMessage(number);
+    fetched = Fetch(number, Command::kRetr);
+    if (!fetched && (!NoError() || !IsIdle())) {
+      SetError(error::SelectMessageFailed);
+      return false;
+    }
+  }
+  const auto bytes = fetched ? static_cast<int64_t>(fetched->text.size()) : 0;
+  // An empty message is passed over.
+  if (fetched && !messages.Add(std::move(*fetched))) {
+    WriteDebugLog(user_->DebugMode(), user_->PathLog(), "MailServer.Select",
+                  "no room for the messages that wait to be stored");
+    SetError(selection.whole ? error::SelectMessageFailed : selection.header_error);
+    return false;
+  }
+  foresight.Took(bytes);
+  return true;
 }
 
 }  // namespace korvane
