@@ -1,5 +1,9 @@
 #include "page.h"
 
+#include <algorithm>
+#include <array>
+#include <ctime>
+
 #include "box_rows.h"
 
 namespace korvane::site {
@@ -22,6 +26,23 @@ std::string BoxName(int32_t box) {
 std::string DateText(const MailMessage& message) {
   const std::string& sent = message.SendDate();
   return sent.empty() || sent.find('?') != std::string::npos ? message.ReceivedDate() : sent;
+}
+
+RowDates::RowDates() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  std::array<char, 16> text{};
+  gmtime_r(&now, &parts);
+  today_.assign(text.data(), std::strftime(text.data(), text.size(), "%d/%m/%Y", &parts));
+}
+
+void RowDates::Fill(TemplateValues& row, const MailMessage& message) const {
+  const std::string& received = message.ReceivedDate();
+  const size_t blank = std::min(received.find(' '), received.size());
+  std::string day = received.substr(0, blank);
+  if (day == today_) row.ShowSection("TODAY");
+  row.SetValue("DAY", std::move(day));
+  row.SetValue("TIME", blank < received.size() ? received.substr(blank + 1, 5) : "");
 }
 
 Page::Page(const Visit& visit, const std::string& title, const std::string& content)

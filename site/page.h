@@ -46,5 +46,14 @@ std::string SizeText(int64_t bytes);
 std::string BoxName(int32_t box);
 /// When a message was sent; where that cannot be read, when it was received.
 std::string DateText(const MailMessage& message);
+/// DAY and TIME of a row of a list, and TODAY, where there is room for one of them only.
+class RowDates {
+ public:
+  RowDates();
+  void Fill(TemplateValues& row, const MailMessage& message) const;
+
+ private:
+  std::string today_;
+};
 
 }  // namespace korvane::site

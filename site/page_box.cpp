@@ -59,7 +59,7 @@ BoxView ReadView(const Visit& visit) {
   return view;
 }
 
-void FillRow(TemplateValues& row, const MailMessage& message, int32_t box) {
+void FillRow(TemplateValues& row, const MailMessage& message, const RowDates& dates, int32_t box) {
   const bool outgoing = box == kDrafts;
   std::string who = outgoing ? message.MessageToName() : message.FromName();
   if (who.empty()) who = outgoing ? message.MessageToAddress() : message.FromMailAddress();
@@ -69,7 +69,7 @@ void FillRow(TemplateValues& row, const MailMessage& message, int32_t box) {
   row.SetIntValue("ID", message.Id());
   row.SetValue("WHO", std::move(who));
   row.SetValue("SUBJECT", std::move(subject));
-  row.SetValue("DATE", message.ReceivedDate().substr(0, 16));
+  dates.Fill(row, message);
   row.SetValue("SIZE", SizeText(message.Size()));
   if (!message.Letto()) row.ShowSection("UNREAD_ROW");
   if (message.ExistAttachments()) row.ShowSection("HAS_ATTACHMENTS");
@@ -187,7 +187,10 @@ void ShowBox(Visit& visit) {
   FillOrders(page, view);
   FillPaging(page, view, page_count);
   FillProgress(page, progress);
-  for (const auto& message : messages->Items()) FillRow(page.Row("MESSAGE"), *message, view.box);
+  const RowDates dates;
+  for (const auto& message : messages->Items()) {
+    FillRow(page.Row("MESSAGE"), *message, dates, view.box);
+  }
   page.Answer();
 }
 

@@ -80,6 +80,7 @@ void ShowPeek(Visit& visit) {
                                FaultText(basic->GetLastError(), basic->GetLastErrorDesc()));
   }
   if (list) {
+    const RowDates dates;
     for (const auto& message : list->Items()) {
       auto& row = page.Row("MESSAGE");
       row.SetIntValue("NUMBER", message->IdOnServer());
@@ -87,7 +88,7 @@ void ShowPeek(Visit& visit) {
       const std::string subject = message->Subject(ETextFormat::TextFormat_Normal);
       row.SetValue("WHO", message->FromName().empty() ? "(nobody)" : message->FromName());
       row.SetValue("SUBJECT", subject.empty() ? "(no subject)" : subject);
-      row.SetValue("DATE", message->ReceivedDate().substr(0, 16));
+      dates.Fill(row, *message);
       row.SetValue("SIZE", SizeText(message->Size()));
     }
   }
