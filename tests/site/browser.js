@@ -41,6 +41,9 @@ async function fitsTheScreen(page, where) {
   assert(content <= screen, `${where} is ${content} wide on a screen of ${screen}`);
 }
 
+const day = () => new Date().toISOString().slice(0, 10);
+const FIRST_DAY = day();
+
 const open = (page, path) => page.goto(SITE + path);
 const notice = (page) => page.locator('.notice:visible').first().innerText();
 
@@ -82,8 +85,12 @@ async function desktop(browser, context, page) {
     await signIn(page);
   });
   await check('getting headers shows progress that survives a reload', async () => {
+    // While it cannot ask, the page does not go on by itself in the middle of the reload.
+    await page.route('**/progress', (route) => route.abort());
     await getMail(page, { what: 'headers' });
+    await page.waitForLoadState();
     await page.reload();
+    await page.unroute('**/progress');
     await fetched(page);
     assert(/\d+ new messages/.test(await notice(page)), await notice(page));
     assert(await page.locator('.message.unread').count() > 5, 'nothing is unread');
@@ -379,6 +386,16 @@ async function phone(browser) {
     await open(page, '/box/1');
     const first = await page.locator('.message').first().boundingBox();
     assert(first.y < 370, `it begins at ${first.y}`);
+  });
+  await check('phone: a row shows the time of today, the day of anything older', async () => {
+    await open(page, '/box/1?size=200');
+    const shown = async (rows) => (await rows.allInnerTexts()).map((text) => text.trim());
+    const today = await shown(page.locator('.message .date.today'));
+    const older = await shown(page.locator('.message .date:not(.today)'));
+    // Mail without a date has that of its download.
+    assert(today.length > 0 || day() !== FIRST_DAY, 'nothing is of today');
+    assert(today.every((text) => /^\d\d:\d\d$/.test(text)), today.join());
+    assert(older.length > 0 && older.every((text) => /^\d\d\/\d\d\/\d{4}$/.test(text)), older.join());
   });
   await check('phone: a message is read, deleted and brought back', async () => {
     await openBySubject(page, 'Two walks for the weekend');
