@@ -543,7 +543,10 @@ async function hostile(browser, context, page) {
     assert(asked.includes('/pixel.png'), `after: ${asked}`);
     assert(!asked.some((one) => ['/audio', '/iframe'].includes(one)), `more than pictures: ${asked}`);
   });
+  // Nothing of this run is to reach the listener of one that waits for the port.
+  await open(page, '/box/1');
   listener.close();
+  listener.closeAllConnections();
 }
 
 (async () => {
