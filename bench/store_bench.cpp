@@ -29,6 +29,7 @@
 #include "message/mail_message.h"
 #include "message/message_file.h"
 #include "pop3/mail_server.h"
+#include "pop3/new_messages.h"
 
 using namespace korvane;
 
@@ -313,20 +314,20 @@ int Batches(const std::string& folder, const std::string& url, int32_t user, siz
   DownloadedStore store(account, connection, server);
   size_t number = 0;
   for (size_t batch = 0; batch < batches; ++batch) {
-    MailMessages messages;
-    for (size_t i = 0; i < each; ++i) {
-      std::string text = MailOf(user, ++number, bytes);
-      auto message = std::make_shared<MailMessage>();
+    // What is added last is the oldest and stored first.
+    NewMessages messages(account, true, "", folder);
+    for (size_t i = each; i > 0; --i) {
+      const size_t which = number + i;
+      std::string text = MailOf(user, which, bytes);
       const auto size = static_cast<int32_t>(text.size());
-      message->LoadWholeMessage(account, static_cast<int32_t>(number), size, "", "",
-                                std::move(text));
-      messages.Add(std::move(message), static_cast<int32_t>(i + 1));
+      messages.Add({static_cast<int32_t>(which), size, "", std::move(text)});
     }
+    number += each;
     connection.waited = connection.held = 0;
     connection.begun = 0;
     LastDownload state;
     const auto start = Clock::now();
-    if (!store.StoreMessages(messages, false, state)) {
+    if (!store.Store(messages, false, state)) {
       std::fprintf(stderr, "batch %zu could not be stored\n", batch);
       return 1;
     }
