@@ -81,7 +81,9 @@ class Check(unittest.TestCase):
     def prepare_all(self):
         for name in ("fuzz_briefly", "check_format", "tidy", "i386_system"):
             self.play_script(name, "exit 0")
-        shutil.copy(self.folder / "scripts/tidy", self.folder / "start")
+        (self.folder / "bench").mkdir()
+        for name in ("start", "bench/build"):
+            shutil.copy(self.folder / "scripts/tidy", self.folder / name)
 
     def test_all_adds_up_the_four_runs_of_the_tests(self):
         self.prepare_all()
@@ -93,6 +95,10 @@ class Check(unittest.TestCase):
             self.play_script(name, "exit 3")
             self.assertEqual(self.check("--all"), (1, "48 passed, 0 failed"), name)
             self.play_script(name, "exit 0")
+        for name in ("start", "bench/build"):
+            (self.folder / name).write_text("#!/bin/bash\nexit 3\n")
+            self.assertEqual(self.check("--all"), (1, "48 passed, 0 failed"), name)
+            (self.folder / name).write_text("#!/bin/bash\nexit 0\n")
 
     def test_windows_builds_both_architectures_and_runs_their_tests(self):
         self.play("cmake", "echo \"$*\" >>cmake-was-asked")
