@@ -40,8 +40,17 @@ def environment():
 
 
 def run(*command, timeout=120):
-    """The status and the output of a Windows program. The services that it starts keep its output
-    open, so that is a file and no pipe."""
+    """The status and the output of a Windows program. Now and then Wine does not start one that is
+    there, and says so: nothing has run then, and it is asked again."""
+    for _ in range(3):
+        status, output = run_once(*command, timeout=timeout)
+        if not output.startswith("Application could not be started"):
+            break
+    return status, output
+
+
+def run_once(*command, timeout):
+    # The services that a program starts keep its output open, so that is a file and no pipe.
     with tempfile.TemporaryFile() as output:
         done = subprocess.run([*WINE, *map(str, command)], env=environment(), stdin=subprocess.DEVNULL,
                               timeout=timeout, stdout=output, stderr=subprocess.STDOUT)
