@@ -1,7 +1,8 @@
 // What a list page asks of the component, and nothing else: BossObject.Init, WebInterface.Init,
 // GetListMessagesInBox over an open connection, and the texts of the page's messages read.
-//   listing_call alone ROUNDS             user 1, one call after the other; milliseconds, one a
-//   line listing_call together THREADS SECONDS USERS   as many users in turn; calls a second
+//
+// bench_listing_call alone ROUNDS: user 1, one call after the other; milliseconds, one a line.
+// bench_listing_call together THREADS SECONDS USERS: as many users in turn; calls a second.
 // Each thread has a connection that it keeps, as the site's have.
 #include <atomic>
 #include <chrono>
